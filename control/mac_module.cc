@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+#include "control/mac_module.h"
+
+#include "base/log.h"
+#include "base/status.h"
+#include "config/mac_config.h"
+#include "control/mac_diag.h"
+#include "control/mac_ioctl.h"
+#include "mac_mng/mac_mng.h"
+#include "service/mac_func.h"
+#include "storage/driver/mac_driver.h"
+
+namespace {
+
+constexpr u32 kLogBytes = 8192;
+
+// The two start-up lines have no module of their own yet.
+constexpr u32 kNoModule = 0;
+
+using Step = u32 (*)();
+
+// In this order: each step needs the ones before it.
+constexpr Step kSteps[] = {
+    [] { return static_cast<u32>(mac_config_init(mac::kLogModule, mac::kModuleName)); },
+    [] { return static_cast<u32>(mac_drv_init(mac::kLogModule, mac::kModuleName)); },
+    [] { return mac_device_init(); },
+    [] { return static_cast<u32>(mac_func_init(mac::kLogModule, mac::kModuleName)); },
+    [] { return mac_diag_init(mac::kLogModule, mac::kModuleName); },
+    [] { return drv_mac_init(MAC_DEFAULT_INSTANCE); },
+};
+
+u32 run_steps() {
+    for (const Step step : kSteps) {
+        const u32 result = step();
+        if (result != MAC_OK) return result;
+    }
+    return MAC_OK;
+}
+
+}  // namespace
+
+u32 mac_module_init() {
+    drv_log_record(kNoModule, PLATFORM_LOG_NOTICE, 0, "%s MODULE INIT BEGIN", mac::kModuleName);
+    (void)drv_log_register(mac::kLogModule, mac::kModuleName, kLogBytes);
+    const u32 result = run_steps();
+    drv_log_record(kNoModule, PLATFORM_LOG_NOTICE, 0, "%s MODULE INIT END", mac::kModuleName);
+    return result;
+}
+
+void mac_module_exit() {
+    mac_log_notice("mac module exit");
+    const u32 result = drv_mac_deinit(MAC_DEFAULT_INSTANCE);
+    if (result != MAC_OK) mac_log_error("mac module exit fail, ret=0x%x", result);
+    mac_diag_exit();
+    mac_func_exit();
+    mac_drv_exit();
+    mac_config_exit();
+}

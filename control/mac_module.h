@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// Start-up and shutdown of the whole module, for the platform's loader. One
+// thread, may sleep.
+#ifndef CONTROL_MAC_MODULE_H
+#define CONTROL_MAC_MODULE_H
+
+#include "platform/types.h"
+
+PLATFORM_BEGIN
+
+// Brings the module up and mounts the default instance. The first failing step
+// ends it, and nothing is undone: what earlier steps set up stays in place, the
+// control device included, and the loader reclaims what would dangle.
+// Returns 0 or the failing step's code.
+u32 mac_module_init(void);
+
+// Takes the module down. The control device stays registered: the loader takes it
+// away.
+void mac_module_exit(void);
+
+PLATFORM_END
+
+#endif

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+#include "core/mac_data.h"
+
+#include "base/guard.h"
+#include "base/log.h"
+#include "base/status.h"
+#include "core/mac_area.h"
+
+constinit mac::Registry<mac_inst_mng> g_mac_func{};
+
+int mac_data_create(u32 inst, u32 type) {
+    if (mac_data_find_by_instid(inst, type) != nullptr) {
+        mac_log_error("mac inst 0x%x type %d find mng exist.", inst, type);
+        return mac::kFail;
+    }
+    mac::HeapRecord<mac_inst_mng> mng;
+    if (!mng) {
+        mac_log_error("mac inst 0x%x type %d malloc mng fail.", inst, type);
+        return mac::kFail;
+    }
+    mng->inst_id = inst;
+    mng->mac_type = type;
+    platform_mutex_init(&mng->mac_mutex, "&(inst_mng->mac_mutex)");
+    for (u32 area = 0; area < mac::kAreaCount; ++area) {
+        // An area that fails to configure simply stays unsupported.
+        (void)mac_area_init(mng.get(), inst, type, area);
+    }
+    mac_data_insert(mng.release());
+    return 0;
+}
+
+void mac_data_insert(mac_inst_mng* mng) {
+    if (mng == nullptr) return;
+    const mac::SpinGuard guard(g_mac_func.lock);
+    g_mac_func.list.push_back(mng);
+}
+
+mac_inst_mng* mac_data_find_by_instid(u32 inst, u32 type) {
+    const mac::SpinGuard guard(g_mac_func.lock);
+    return g_mac_func.list.find([inst, type](const mac_inst_mng& mng) {
+        return mng.inst_id == inst && mng.mac_type == type;
+    });
+}
+
+void mac_data_remove(mac_inst_mng* mng) {
+    if (mng == nullptr) return;
+    const mac::SpinGuard guard(g_mac_func.lock);
+    g_mac_func.list.remove(mng);
+    platform_free(mng);
+}
+
+void mac_data_delete() {
+    const mac::SpinGuard guard(g_mac_func.lock);
+    g_mac_func.list.for_each([](mac_inst_mng* mng) {
+        mac_area_delete(mng, mac::kMainArea);
+        mac_area_delete(mng, mac::kSpareArea);
+        g_mac_func.list.remove(mng);
+        platform_free(mng);
+    });
+}
+
+void mac_area_support(u32 inst, u32 type, u32 area, u32* support) {
+    *support = 0;
+    const mac_inst_mng* const mng = mac_data_find_by_instid(inst, type);
+    if (mng == nullptr) {
+        mac_log_error("mac inst 0x%x type %d find mng no exist.", inst, type);
+        return;
+    }
+    if (area < mac::kAreaCount) *support = mng->area[area].support;
+}
+
+void mac_type_support(u32 inst, u32 type, u32* support) {
+    u32 main_support = 0;
+    u32 spare_support = 0;
+    mac_area_support(inst, type, mac::kMainArea, &main_support);
+    mac_area_support(inst, type, mac::kSpareArea, &spare_support);
+    *support = main_support | spare_support;
+}
+
+void mac_data_lock(u32 inst, u32 type) {
+    mac_inst_mng* const mng = mac_data_find_by_instid(inst, type);
+    if (mng != nullptr) platform_mutex_lock(&mng->mac_mutex);
+}
+
+void mac_data_unlock(u32 inst, u32 type) {
+    mac_inst_mng* const mng = mac_data_find_by_instid(inst, type);
+    if (mng != nullptr) platform_mutex_unlock(&mng->mac_mutex);
+}

@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// An open board: the media of a board file, ready for the services.
+#ifndef PLATFORM_HOST_BOARD_H
+#define PLATFORM_HOST_BOARD_H
+
+#include <map>
+#include <memory>
+
+#include "platform/host/board_file.h"
+#include "platform/host/environment.h"
+#include "platform/host/medium.h"
+#include "platform/xml.h"
+
+namespace host {
+
+class Board {
+public:
+    // Opens every medium of a board file: a regular file (made, erased, when it is
+    // missing), an MTD character device, or an EEPROM's file under /sys. Throws
+    // BoardError before any of them is changed.
+    static std::unique_ptr<Board> open(BoardFile file);
+
+    // The same over images in memory.
+    static std::unique_ptr<Board> in_memory(BoardFile file);
+
+    const BoardFile& file() const { return file_; }
+    const platform::Crc16& crc16() const { return crc16_; }
+
+    // Null when the board has none of that number, or none at all.
+    Medium* flash(u32 chip) const { return find(flashes_, chip); }
+    Medium* eeprom(u32 chip) const { return find(eeproms_, chip); }
+    Environment* env() const { return env_.get(); }
+
+    // The bytes of an image in memory, by its name in the board file.
+    std::vector<u8>& memory(const std::string& image) { return memory_.at(image)->bytes(); }
+
+    // The chain of a node's entries; built on first use, owned by the board.
+    xml_entry* entries_of(pugi::xml_node node);
+
+private:
+    class Opener;
+    using Media = std::map<u32, std::unique_ptr<Medium>>;
+
+    explicit Board(BoardFile file);
+    static std::unique_ptr<Board> make(BoardFile file, bool in_memory);
+    void open_env(const EnvSpec& spec, Opener& opener);
+    static Medium* find(const Media& media, u32 chip);
+
+    BoardFile file_;
+    platform::Crc16 crc16_;
+    Media flashes_;
+    Media eeproms_;
+    std::unique_ptr<Environment> env_;
+    std::map<std::string, MemoryStore*> memory_;
+    std::map<pugi::xml_node, std::vector<xml_entry>> entries_;
+};
+
+// The board that the services work on; null takes it away.
+void attach(Board* board);
+Board* attached_board();
+
+}  // namespace host
+
+#endif

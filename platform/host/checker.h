@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// The user-space platform as a checker: it aborts with a message when the system
+// breaks a rule of the kernel, and makes any platform call fail at its N-th use.
+#ifndef PLATFORM_HOST_CHECKER_H
+#define PLATFORM_HOST_CHECKER_H
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <map>
+
+#include "platform/types.h"
+
+namespace host {
+
+// The platform calls that can be made to fail.
+enum class Call : unsigned {
+    kZalloc,
+    kBufferAlloc,
+    kSpinLock,
+    kMemset,
+    kMemcpy,
+    kStrncpy,
+    kSprintf,
+    kSnprintfTruncated,
+    kLogRegister,
+    kFlashRead,
+    kFlashWrite,
+    kEepromRead,
+    kEepromWrite,
+    kEnvGet,
+    kEnvSet,
+    kEnvSave,
+    kDriverRegister,
+    kDriverFind,
+    kXml,
+    kDiagKobject,
+    kDiagModule,
+    kDiagFilelist,
+    kSysfsCreate,
+    kMiscRegister,
+    kRangeValid,
+    kCopyFromUser,
+    kCopyToUser,
+    kMtdSize,
+    kCount
+};
+
+// Failures to come. A failing call returns its documented failure: null, a code,
+// bytes not copied; the code is the one given here where the call returns one.
+class Faults {
+public:
+    // The nth use from now on (1 is the next one) and the `times` - 1 after it fail.
+    void fail(Call call, unsigned nth = 1, u32 code = 0xdead, unsigned times = 1);
+
+    // Runs something at the start of the nth use from now on, which then goes on.
+    void at_use(Call call, unsigned nth, std::function<void()> action);
+
+    // How often a call was used since the last clear().
+    unsigned uses(Call call) const { return uses_[index(call)]; }
+
+    // Forgets failures, actions and counts.
+    void clear();
+
+    // For the services: counts a use and says whether it fails. With a code, that
+    // of the failure is stored there.
+    bool hit(Call call, u32* code = nullptr);
+
+private:
+    struct Plan {
+        unsigned first;
+        unsigned last;
+        u32 code;
+    };
+
+    static constexpr std::size_t kCalls = static_cast<std::size_t>(Call::kCount);
+    static std::size_t index(Call call) { return static_cast<std::size_t>(call); }
+
+    std::array<unsigned, kCalls> uses_{};
+    std::multimap<Call, Plan> plans_;
+    std::map<std::pair<Call, unsigned>, std::function<void()>> actions_;
+};
+
+Faults& faults();
+
+// Ends the process: the system broke a rule.
+[[noreturn]] void violation(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// To be called by everything that may sleep: aborts under a spinlock.
+void might_sleep(const char* what);
+
+// The calling thread took or released a spinlock.
+void spinlock_taken();
+void spinlock_released();
+
+}  // namespace host
+
+#endif

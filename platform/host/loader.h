@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// Loads and unloads the module in this process, as the kernel's glue does: after
+// a failed start-up and after shutdown nothing dangles, and loading again works.
+#ifndef PLATFORM_HOST_LOADER_H
+#define PLATFORM_HOST_LOADER_H
+
+#include <filesystem>
+#include <memory>
+
+#include "platform/host/board.h"
+
+namespace host {
+
+// The module, loaded over an attached board until it goes out of scope.
+class Module {
+public:
+    explicit Module(Board& board);
+    ~Module();
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
+
+    // Result of start-up; unless it is 0 the module is not loaded.
+    u32 status() const { return status_; }
+
+    // Result of loading the configuration listing's content; a board that has
+    // none gives 0.
+    u32 listing_status() const { return listing_status_; }
+
+private:
+    u32 status_;
+    u32 listing_status_ = 0;
+};
+
+// A board file in use by this process alone. Which instances are mounted, and the
+// module's log, last from one session to the next, as they would on a device that
+// stays up; both are kept beside the board file (".state"), under its lock file
+// (".lock").
+class Session {
+public:
+    // Waits for the board's lock; throws BoardError.
+    explicit Session(const std::filesystem::path& board_file);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    const Board& board() const { return *board_; }
+    const Module& module() const { return *module_; }
+
+private:
+    void restore();
+    void remember() const;
+    void load_state();
+
+    // Holds the lock file of a board.
+    class Lock {
+    public:
+        explicit Lock(const BoardFile& file);
+        ~Lock();
+        Lock(const Lock&) = delete;
+        Lock& operator=(const Lock&) = delete;
+
+    private:
+        int descriptor_;
+    };
+
+    std::filesystem::path state_path_;
+    std::unique_ptr<Lock> lock_;
+    std::unique_ptr<Board> board_;
+    std::vector<u32> mounted_;
+    std::unique_ptr<Module> module_;
+};
+
+}  // namespace host
+
+#endif

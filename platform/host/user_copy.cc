@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// "The caller's memory" is this process's own; the kernel does the copy, so that
+// an address where nothing is mapped is an error and no crash.
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include "platform/device.h"
+#include "platform/host/checker.h"
+
+namespace {
+
+// The end of the user half of the address space on 64-bit machines with 48-bit
+// virtual addresses.
+constexpr u64 kUserEnd = 0x0000'7fff'ffff'f000;
+
+iovec vector_of(const void* bytes, u64 length) {
+    return {const_cast<void*>(bytes), static_cast<size_t>(length)};
+}
+
+u64 missing(ssize_t moved, u64 bytes) {
+    return moved < 0 ? bytes : bytes - static_cast<u64>(moved);
+}
+
+}  // namespace
+
+int platform_user_range_valid(u64 address, u64 bytes) {
+    if (host::faults().hit(host::Call::kRangeValid)) return 0;
+    return bytes <= kUserEnd && address <= kUserEnd - bytes ? 1 : 0;
+}
+
+u64 platform_copy_from_user(void* dest, u64 address, u64 bytes) {
+    host::might_sleep("platform_copy_from_user");
+    if (host::faults().hit(host::Call::kCopyFromUser)) return bytes;
+    if (bytes == 0) return 0;
+    const iovec local = vector_of(dest, bytes);
+    const iovec remote = vector_of(reinterpret_cast<const void*>(address), bytes);
+    return missing(process_vm_readv(getpid(), &local, 1, &remote, 1, 0), bytes);
+}
+
+u64 platform_copy_to_user(u64 address, const void* source, u64 bytes) {
+    host::might_sleep("platform_copy_to_user");
+    if (host::faults().hit(host::Call::kCopyToUser)) return bytes;
+    if (bytes == 0) return 0;
+    const iovec local = vector_of(source, bytes);
+    const iovec remote = vector_of(reinterpret_cast<const void*>(address), bytes);
+    return missing(process_vm_writev(getpid(), &local, 1, &remote, 1, 0), bytes);
+}

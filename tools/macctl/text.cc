@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+#include "tools/macctl/text.h"
+
+#include <fmt/format.h>
+
+#include "base/text.h"
+#include "mac_mng/mac_status.h"
+#include "platform/common/service_status.h"
+
+namespace macctl {
+
+namespace {
+
+struct StatusRow {
+    u32 value;
+    const char* name;
+    const char* sentence;
+};
+
+#define STATUS_ROW(name, value, sentence) {value, #name, sentence},
+constexpr StatusRow kStatusRows[] = {MAC_STATUS_LIST(STATUS_ROW) SERVICE_STATUS_LIST(STATUS_ROW)};
+#undef STATUS_ROW
+
+constexpr char kGbkColon[] = "\xa3\xba";
+constexpr char kUtf8Colon[] = "\xef\xbc\x9a";
+
+}  // namespace
+
+std::string format_address(const u8* address) {
+    return fmt::format("{:02x}:{:02x}:{:02x}:{:02x}:{:02x}:{:02x}", address[0], address[1],
+                       address[2], address[3], address[4], address[5]);
+}
+
+std::optional<MacAddress> parse_address(const std::string& text, std::string* error) {
+    const auto refuse = [&](const std::string& reason) {
+        *error = fmt::format(
+            "\"{}\" is no MAC address: {}; expected six two-digit groups joined by ':', '-' or "
+            "'.', or three four-digit groups joined by '.'",
+            text, reason);
+        return std::nullopt;
+    };
+    const size_t separator_at = text.find_first_of(":-.");
+    if (separator_at == std::string::npos) return refuse("it has no separators");
+    const char separator = text[separator_at];
+    const size_t group = separator == '.' && separator_at == 4 ? 4 : 2;
+    MacAddress address{};
+    size_t digits = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (i % (group + 1) == group) {
+            if (text[i] != separator) {
+                return refuse(fmt::format("character {} is '{}' where '{}' belongs", i + 1,
+                                          text[i], separator));
+            }
+            continue;
+        }
+        const u32 value = mac::digit_value(text[i]);
+        if (value > 15) {
+            return refuse(fmt::format("character {} is '{}' where a hexadecimal digit belongs",
+                                      i + 1, text[i]));
+        }
+        if (digits == 12) return refuse("it is longer than six bytes");
+        address[digits / 2] = static_cast<u8>(address[digits / 2] * 16 + value);
+        ++digits;
+    }
+    if (digits != 12) return refuse(fmt::format("it has {} digits instead of 12", digits));
+    if (text.back() == separator) return refuse("it ends with a separator");
+    return address;
+}
+
+std::string describe_status(u32 status) {
+    for (const StatusRow& row : kStatusRows) {
+        if (row.value == status) {
+            return fmt::format("{} (0x{:08x}): {}", row.name, status, row.sentence);
+        }
+    }
+    return fmt::format("UNKNOWN (0x{:08x}): a code that this tool does not know", status);
+}
+
+std::string printable_log(const std::string& text) {
+    std::string result = text;
+    for (size_t at = 0; (at = result.find(kGbkColon, at)) != std::string::npos;) {
+        result.replace(at, sizeof(kGbkColon) - 1, kUtf8Colon);
+        at += sizeof(kUtf8Colon) - 1;
+    }
+    return result;
+}
+
+}  // namespace macctl
