@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+#include "storage/formats/mac_mesg.h"
+
+#include "tests/support/encoder.h"
+#include "tests/support/fixture.h"
+
+namespace {
+
+using test::Log;
+using test::bytes;
+using test::Record;
+
+using MacMesg = test::PlatformTest;
+
+TEST_F(MacMesg, SetU16_HigherBits_AreIgnored) {
+    Record out(2);
+    mac_mesg_set_u16(out.data(), 0x12345);
+    EXPECT_EQ(out, bytes("2345"));
+}
+
+TEST_F(MacMesg, GetU16_StoresAllThirtyTwoBits) {
+    u32 value = 0xffffffff;
+    mac_mesg_get_u16(bytes("2345").data(), &value);
+    EXPECT_EQ(value, 0x2345u);
+}
+
+TEST_F(MacMesg, U32_RoundTripsMostSignificantByteFirst) {
+    Record out(4);
+    mac_mesg_set_u32(out.data(), 0x89abcdef);
+    EXPECT_EQ(out, bytes("89abcdef"));
+    u32 value = 0;
+    mac_mesg_get_u32(out.data(), &value);
+    EXPECT_EQ(value, 0x89abcdefu);
+}
+
+TEST_F(MacMesg, SetU48_HigherBits_AreIgnored) {
+    Record out(6);
+    mac_mesg_set_u48(out.data(), 0xAABB112233445566);
+    EXPECT_EQ(out, bytes("112233445566"));
+}
+
+TEST_F(MacMesg, GetU48_UpperBitsAreZero) {
+    u64 value = ~u64{0};
+    mac_mesg_get_u48(bytes("fedcba987654").data(), &value);
+    EXPECT_EQ(value, 0x0000fedcba987654u);
+}
+
+TEST_F(MacMesg, U64_RoundTripsMostSignificantByteFirst) {
+    Record out(8);
+    mac_mesg_set_u64(out.data(), 0x0123456789abcdef);
+    EXPECT_EQ(out, bytes("0123456789abcdef"));
+    u64 value = 0;
+    mac_mesg_get_u64(out.data(), &value);
+    EXPECT_EQ(value, 0x0123456789abcdefu);
+}
+
+TEST_F(MacMesg, AnyOffset_IsAllowed) {
+    Record out(9);
+    mac_mesg_set_u64(out.data() + 1, 1);
+    u32 value = 0;
+    mac_mesg_get_u32(out.data() + 5, &value);
+    EXPECT_EQ(value, 1u);
+}
+
+TEST_F(MacMesg, NullPointers_DoNothing) {
+    mac_mesg_set_u16(nullptr, 1);
+    mac_mesg_set_u32(nullptr, 1);
+    mac_mesg_set_u48(nullptr, 1);
+    mac_mesg_set_u64(nullptr, 1);
+    u32 value32 = 7;
+    u64 value64 = 7;
+    mac_mesg_get_u16(nullptr, &value32);
+    mac_mesg_get_u32(nullptr, &value32);
+    mac_mesg_get_u48(nullptr, &value64);
+    mac_mesg_get_u64(nullptr, &value64);
+    EXPECT_EQ(value32, 7u);
+    EXPECT_EQ(value64, 7u);
+    const Record in = bytes("0102030405060708");
+    mac_mesg_get_u16(in.data(), nullptr);
+    mac_mesg_get_u32(in.data(), nullptr);
+    mac_mesg_get_u48(in.data(), nullptr);
+    mac_mesg_get_u64(in.data(), nullptr);
+    EXPECT_EQ(in, bytes("0102030405060708"));
+}
+
+TEST_F(MacMesg, Copy_CopiesForward) {
+    Record out = bytes("00000000");
+    mac_mesg_copy(out.data(), bytes("010203").data(), 3);
+    EXPECT_EQ(out, bytes("01020300"));
+    mac_mesg_copy(out.data(), bytes("ff").data(), 0);
+    EXPECT_EQ(out, bytes("01020300"));
+}
+
+TEST_F(MacMesg, Copy_NullSourceOrDestination_CopiesNothing) {
+    Record out = bytes("0102");
+    mac_mesg_copy(out.data(), nullptr, 2);
+    mac_mesg_copy(nullptr, out.data(), 2);
+    EXPECT_EQ(out, bytes("0102"));
+}
+
+TEST_F(MacMesg, Endian_AnyLength_SwapsExactlySixBytes) {
+    for (const u32 length : {0u, 6u, 100u}) {
+        Record out(7, 0xee);
+        mac_mesg_endian(out.data(), bytes("010203040506").data(), length);
+        EXPECT_EQ(out, bytes("020104030605ee")) << length;
+    }
+}
+
+TEST_F(MacMesg, Endian_NullPointer_DoesNothing) {
+    Record out = bytes("010203040506");
+    mac_mesg_endian(out.data(), nullptr, 6);
+    mac_mesg_endian(nullptr, out.data(), 6);
+    EXPECT_EQ(out, bytes("010203040506"));
+}
+
+TEST_F(MacMesg, Incr_CarriesThroughAllBytes) {
+    const auto after = [](const char* base, u32 index) {
+        Record out(6);
+        mac_data_incr(bytes(base).data(), index, out.data(), 12);
+        return test::hex(out);
+    };
+    EXPECT_EQ(after("0000000000ff", 1), "000000000100");
+    EXPECT_EQ(after("0011223344ff", 1), "001122334500");
+    EXPECT_EQ(after("ffffffffffff", 1), "000000000000");
+    EXPECT_EQ(after("ffffffffffff", 2), "000000000001");
+    EXPECT_EQ(after("00ffffffffff", 1), "010000000000");
+    EXPECT_EQ(after("000000000000", 0xffffffff), "0000ffffffff");
+}
+
+TEST_F(MacMesg, Incr_NullBase_CountsAsZero) {
+    Record out(6, 0xaa);
+    mac_data_incr(nullptr, 5, out.data(), 12);
+    EXPECT_EQ(out, bytes("000000000005"));
+}
+
+TEST_F(MacMesg, Incr_NullOutput_WritesNothing) {
+    mac_data_incr(bytes("010203040506").data(), 1, nullptr, 12);
+}
+
+TEST_F(MacMesg, Dump_ShortBuffer_IsLoggedWhole) {
+    mac_mesg_dump(0x1a, "m0", 1, bytes("00ff10").data(), 3);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x1a name m0 rw 1 data[3]:00ff10."}}));
+}
+
+TEST_F(MacMesg, Dump_FortyBytes_ShowsSixtyThreeDigits) {
+    Record buf(40);
+    for (size_t i = 0; i < buf.size(); ++i) buf[i] = static_cast<u8>(0xa0 + i);
+    mac_mesg_dump(3, "pool", 0, buf.data(), 40);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x3 name pool rw 0 data[40]:" +
+                                       test::hex(buf).substr(0, 63) + "."}}));
+}
+
+TEST_F(MacMesg, Dump_ThirtyOneBytes_ShowsAllDigits) {
+    const Record buf(31, 0x5a);
+    mac_mesg_dump(0, "n", 0, buf.data(), 31);
+    EXPECT_EQ(take_log(),
+              (Log{{2, "mac inst 0x0 name n rw 0 data[31]:" + test::hex(buf) + "."}}));
+}
+
+TEST_F(MacMesg, Dump_NullBuffer_LogsNothing) {
+    mac_mesg_dump(0, "m0", 1, nullptr, 3);
+    EXPECT_EQ(take_log(), Log{});
+}
+
+}  // namespace
