@@ -1,0 +1,531 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// Data sets, areas and the pipeline of one area, over scripted drivers.
+#include "core/mac_data.h"
+
+#include <cstring>
+
+#include "config/mac_config.h"
+#include "config/mac_entery_xml.h"
+#include "core/mac_area.h"
+#include "core/mac_data_io.h"
+#include "platform/bounded.h"
+#include "platform/env.h"
+#include "platform/host/memory_service.h"
+#include "platform/memory.h"
+#include "service/mac_func.h"
+#include "storage/driver/mac_driver.h"
+#include "tests/support/fixture.h"
+#include "tests/support/script_driver.h"
+
+namespace {
+
+using host::Call;
+using test::Log;
+using test::main_script;
+using test::spare_script;
+using test::text;
+
+constexpr u32 kInst = 0x1f;
+constexpr u32 kNotSupported = 0x811601a4;
+constexpr u32 kLacks = 0x811601a5;
+
+class MacData : public test::RegistryTest {
+protected:
+    MacData() {
+        test::install_scripts();
+        EXPECT_EQ(mac_create_config(kInst, "n"), 0);
+    }
+
+    static void add_entry(u32 type, u32 code, const char* driver, const char* name = "pool") {
+        mac_entry entry{};
+        entry.inst_id = kInst;
+        entry.id = type;
+        entry.storage_code = code;
+        entry.chip_id = 45;
+        entry.channel = 0x4c0;
+        entry.mac_num = 16;
+        ASSERT_EQ(strncpy_s(entry.drv_name, 40, driver, 39), 0);
+        ASSERT_EQ(strncpy_s(entry.storage_name, 40, name, 39), 0);
+        ASSERT_EQ(mac_create_entry(&entry), 0);
+    }
+
+    // A data set with both areas on the scripted drivers.
+    static void create_both(u32 type) {
+        add_entry(type, 0x4d08, "script_main", "m");
+        add_entry(type, 0x4d09, "script_spare", "s");
+        mac_driver_install(kInst);
+        ASSERT_EQ(mac_data_create(kInst, type), 0);
+    }
+
+    static mac_area& area(u32 type, u32 index) {
+        return mac_data_find_by_instid(kInst, type)->area[index];
+    }
+};
+
+TEST_F(MacData, Create_WithoutEntries_LeavesBothAreasUnsupported) {
+    EXPECT_EQ(mac_data_create(kInst, 2), 0);
+    u32 support = 7;
+    mac_type_support(kInst, 2, &support);
+    EXPECT_EQ(support, 0u);
+    const mac_area empty{};
+    EXPECT_EQ(memcmp(&area(2, 0), &empty, sizeof(empty)), 0);
+    EXPECT_EQ(take_log(), Log{});
+}
+
+TEST_F(MacData, Create_Twice_FailsAndLeavesTheFirst) {
+    ASSERT_EQ(mac_data_create(kInst, 2), 0);
+    const mac_inst_mng* const first = mac_data_find_by_instid(kInst, 2);
+    EXPECT_EQ(mac_data_create(kInst, 2), -1);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 find mng exist."}}));
+    EXPECT_EQ(mac_data_find_by_instid(kInst, 2), first);
+}
+
+TEST_F(MacData, Create_NoMemory_Fails) {
+    host::faults().fail(Call::kZalloc);
+    EXPECT_EQ(mac_data_create(kInst, 2), -1);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 malloc mng fail."}}));
+    EXPECT_EQ(mac_data_find_by_instid(kInst, 2), nullptr);
+}
+
+TEST_F(MacData, Create_ConfiguresAreasFromEntries) {
+    create_both(2);
+    const mac_area& main = area(2, 0);
+    EXPECT_EQ(main.support, 1u);
+    EXPECT_EQ(main.chip_id, 45u);
+    EXPECT_EQ(main.channel, 0x4c0u);
+    EXPECT_EQ(main.cfg_flag, 0x51u);
+    EXPECT_EQ(main.flag, 1u);
+    EXPECT_EQ(main.crc, 1u);
+    EXPECT_EQ(main.mac_num, 16u);
+    EXPECT_EQ(main.cfg_num, 16u);
+    EXPECT_EQ(main.len, 16u);
+    EXPECT_STREQ(main.name, "m");
+    EXPECT_EQ(test::hex({main.mac, main.mac + 6}), "000000000000");
+    EXPECT_EQ(test::hex({main.buf, main.buf + 16}), std::string(32, '0'));
+    EXPECT_STREQ(area(2, 1).name, "s");
+    EXPECT_EQ(take_log(), Log{});
+    mac_data_dump(kInst, 2, 0, 0);
+    EXPECT_EQ(take_log(3),
+              (Log{{3, "mac inst 0x1f type 2 area 0 rw 0 data[0x1-0x1-0x10-00-00-00-00-00-00] ."}}))
+        << "a dump before any read";
+}
+
+TEST_F(MacData, Create_UnboundDriver_GivesAOneByteRecord) {
+    add_entry(2, 0x4d08, "no_such_driver");
+    mac_driver_install(kInst);
+    EXPECT_EQ(mac_data_create(kInst, 2), 0);
+    EXPECT_EQ(take_log(),
+              (Log{{1, "mac inst 0x1f type 2 area 0 driver uninstall"},
+                   {1, "mac area config\xa3\xbamac get flag fail.ret 2165703076 inst 0x1f type 2 "
+                       "area 0"},
+                   {1, "mac inst 0x1f type 2 area 0 driver uninstall"}}));
+    EXPECT_EQ(area(2, 0).support, 1u);
+    EXPECT_EQ(area(2, 0).len, 1u);
+    EXPECT_EQ(area(2, 0).cfg_flag, 0u);
+}
+
+TEST_F(MacData, UnboundArea_FailsAtTheDriver_ThenAtTheLengthCheck) {
+    ASSERT_EQ(mac_drv_init(22, "mac_mng"), 0);
+    add_entry(2, 0x4d08, "drv_mac_late");
+    ASSERT_EQ(mac_data_create(kInst, 2), 0);
+    take_log();
+    EXPECT_EQ(mac_data_read(kInst, 2, 0), kNotSupported);
+    EXPECT_EQ(take_log(),
+              (Log{{1, "mac inst 0x1f type 2 area 0 driver uninstall"},
+                   {1, "mac inst 0x1f type 2 area 0 data_get not exist"},
+                   {2, "mac inst 0x1f type 2 area 0 read unsuccessfully 0x811601a4."}}));
+    mac_entery_find_by_storage(kInst, 2, 0)->driver =
+        module_driver_func_find_by_name("drv_mac_flash");
+    EXPECT_EQ(mac_data_read(kInst, 2, 0), 0x811601a2u);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 0 format fail 0x811601a2."}}));
+}
+
+TEST_F(MacData, UnboundEnvArea_BoundLater_ReadsWithinItsAllocation) {
+    ASSERT_EQ(mac_drv_init(22, "mac_mng"), 0);
+    add_entry(2, 0x4d08, "drv_mac_late", "m0");
+    ASSERT_EQ(mac_data_create(kInst, 2), 0);
+    ASSERT_EQ(drv_env_set("m0", "00:11:22:33:44:55"), 0u);
+    ASSERT_EQ(drv_env_save(), 0u);
+    mac_entery_find_by_storage(kInst, 2, 0)->driver =
+        module_driver_func_find_by_name("drv_mac_env");
+    EXPECT_EQ(mac_get_device(kInst, 2, 0), 0u) << "sixteen bytes into a record of one";
+    EXPECT_EQ(area(2, 0).buf[13], 0x55);
+}
+
+TEST_F(MacData, EmptyKolbeRecord_ReadsTheSlack) {
+    ASSERT_EQ(mac_drv_init(22, "mac_mng"), 0);
+    mac_entry entry{};
+    entry.inst_id = kInst;
+    entry.id = 2;
+    entry.storage_code = 0x4d08;
+    entry.chip_id = 264;
+    ASSERT_EQ(strncpy_s(entry.drv_name, 40, "drv_mac_kolbe_no_crc", 39), 0);
+    ASSERT_EQ(mac_create_entry(&entry), 0);
+    mac_driver_install(kInst);
+    ASSERT_EQ(mac_data_create(kInst, 2), 0);
+    EXPECT_EQ(area(2, 0).len, 48u);
+    EXPECT_EQ(mac_data_read(kInst, 2, 0), 0u);
+    EXPECT_EQ(test::hex({area(2, 0).mac, area(2, 0).mac + 6}), "000000000000");
+}
+
+TEST_F(MacData, Config_EmptySlots_AreReportedAndPassed) {
+    main_script().ops.get_flag = nullptr;
+    main_script().ops.get_size = nullptr;
+    add_entry(2, 0x4d08, "script_main");
+    mac_driver_install(kInst);
+    EXPECT_EQ(mac_data_create(kInst, 2), 0);
+    EXPECT_EQ(take_log(),
+              (Log{{1, "mac inst 0x1f type 2 area 0 get_flag uninstall"},
+                   {1, "mac area config\xa3\xbamac get flag fail.ret 2165703077 inst 0x1f type 2 "
+                       "area 0"},
+                   {1, "mac inst 0x1f type 2 area 0 get_size uninstall"},
+                   {1, "mac area config\xa3\xbamac get size fail.ret 2165703077 inst 0x1f type 2 "
+                       "area 0"}}));
+    EXPECT_EQ(area(2, 0).support, 1u);
+    EXPECT_EQ(area(2, 0).len, 1u);
+}
+
+TEST_F(MacData, Config_NoMemory_LeavesTheAreaUnsupported) {
+    create_both(1);
+    add_entry(2, 0x4d08, "script_main");
+    add_entry(2, 0x4d09, "script_spare");
+    mac_driver_install(kInst);
+    host::faults().fail(Call::kZalloc, 2);
+    EXPECT_EQ(mac_data_create(kInst, 2), 0);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 0 malloc data fail."}}));
+    EXPECT_EQ(area(2, 0).support, 0u);
+    EXPECT_EQ(area(2, 1).support, 1u);
+    // Entry and driver are there, the buffer is not: nothing is touched.
+    EXPECT_EQ(mac_data_read(kInst, 2, 0), kNotSupported);
+    EXPECT_EQ(mac_data_write(kInst, 2, 0), kNotSupported);
+    EXPECT_TRUE(main_script().reads.empty());
+    EXPECT_TRUE(main_script().builds.empty());
+}
+
+TEST_F(MacData, Config_RecordAboveFourMebibytes_CannotBeAllocated) {
+    main_script().size = 0x400000;
+    add_entry(2, 0x4d08, "script_main");
+    mac_driver_install(kInst);
+    EXPECT_EQ(mac_data_create(kInst, 2), 0);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 0 malloc data fail."}}));
+}
+
+TEST_F(MacData, Config_NullDataSet_Fails) {
+    EXPECT_EQ(mac_area_config(nullptr, kInst, 2, 0), 0xffffffffu);
+    mac_inst_mng mng{};
+    EXPECT_EQ(mac_area_init(&mng, kInst, 2, 0), kNotSupported) << "no entry";
+}
+
+TEST_F(MacData, StorageNameOf32To39Characters_IsLoggedAndLeftEmpty) {
+    for (const size_t length : {31u, 32u, 39u}) {
+        const u32 type = static_cast<u32>(length);
+        add_entry(type, 0x4d08, "script_main", std::string(length, 's').c_str());
+        mac_driver_install(kInst);
+        EXPECT_EQ(mac_data_create(kInst, type), 0);
+        EXPECT_EQ(area(type, 0).support, 1u) << "configuration goes on";
+        if (length == 31) {
+            EXPECT_EQ(take_log(), Log{});
+            EXPECT_EQ(area(type, 0).name, std::string(31, 's'));
+        } else {
+            EXPECT_EQ(take_log(),
+                      (Log{{1, text("mac inst 0x1f type %u area 0 str_name err_no = 34", type)}}));
+            EXPECT_STREQ(area(type, 0).name, "");
+        }
+    }
+}
+
+TEST_F(MacData, AreaName_EdgeCases) {
+    char name[8] = "before";
+    EXPECT_EQ(mac_area_name(kInst, 2, 0, nullptr, 8), 0xffffffffu);
+    EXPECT_EQ(mac_area_name(kInst, 2, 0, name, 0), 0xffffffffu);
+    EXPECT_EQ(mac_area_name(kInst, 2, 0, name, 8), 0u);
+    EXPECT_STREQ(name, "before") << "no entry";
+    add_entry(2, 0x4d08, "d", "longer_than_it");
+    EXPECT_EQ(mac_area_name(kInst, 2, 0, name, 8), 0u);
+    EXPECT_STREQ(name, "before") << "does not fit";
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 0 str_name err_no = 34"}}));
+}
+
+TEST_F(MacData, AreaAttr_CopiesTheEntry) {
+    u32 chip = 1;
+    u32 channel = 2;
+    u32 num = 3;
+    EXPECT_EQ(mac_area_attr(kInst, 2, 0, &chip, &channel, &num), kNotSupported);
+    EXPECT_EQ(chip, 1u);
+    add_entry(2, 0x4d08, "d");
+    EXPECT_EQ(mac_area_attr(kInst, 2, 0, &chip, &channel, &num), 0u);
+    EXPECT_EQ(chip, 45u);
+    EXPECT_EQ(channel, 0x4c0u);
+    EXPECT_EQ(num, 16u);
+}
+
+TEST_F(MacData, FindByStorage_MapsAreasToCodes) {
+    add_entry(2, 0x4d08, "a");
+    add_entry(2, 0x4d09, "b");
+    EXPECT_STREQ(mac_entery_find_by_storage(kInst, 2, 0)->drv_name, "a");
+    EXPECT_STREQ(mac_entery_find_by_storage(kInst, 2, 1)->drv_name, "b");
+    host::faults().clear();
+    EXPECT_EQ(mac_entery_find_by_storage(kInst, 2, 2), nullptr);
+    EXPECT_EQ(host::faults().uses(Call::kSpinLock), 0u) << "the registry is not asked";
+    EXPECT_EQ(take_log(), Log{});
+}
+
+TEST_F(MacData, DriverLookups_SayWhenNoDriverIsBound) {
+    EXPECT_EQ(mac_driver_find_by_storage(kInst, 2, 0), nullptr);
+    EXPECT_EQ(mac_driver_find_by_device(kInst, 2, 0x4d08), nullptr);
+    EXPECT_EQ(take_log(), Log{}) << "no entry is silent";
+    add_entry(2, 0x4d08, "script_main");
+    EXPECT_EQ(mac_driver_find_by_storage(kInst, 2, 0), nullptr);
+    EXPECT_EQ(mac_driver_find_by_device(kInst, 2, 0x4d08), nullptr);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 0 driver uninstall"},
+                               {1, "mac inst 0x1f find dev 2 driver uninstall"}}));
+    mac_driver_install(kInst);
+    EXPECT_EQ(mac_driver_find_by_storage(kInst, 2, 0), &main_script().ops);
+    EXPECT_EQ(mac_driver_find_by_device(kInst, 2, 0x4d08), &main_script().ops);
+}
+
+TEST_F(MacData, GetFlagAndSize_WithoutDriver) {
+    u64 flag = 7;
+    u32 size = 7;
+    EXPECT_EQ(mac_get_flag(kInst, 2, 0, &flag), kNotSupported);
+    EXPECT_EQ(flag, 7u);
+    EXPECT_EQ(mac_get_size(kInst, 2, 0, 5, &size), 0u);
+    EXPECT_EQ(size, 1u);
+}
+
+TEST_F(MacData, Support_OfUnknownAreasAndDataSets) {
+    create_both(2);
+    u32 support = 7;
+    mac_area_support(kInst, 2, 2, &support);
+    EXPECT_EQ(support, 0u);
+    EXPECT_EQ(take_log(), Log{});
+    mac_area_support(kInst, 3, 0, &support);
+    EXPECT_EQ(support, 0u);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 3 find mng no exist."}}));
+    mac_area_support(kInst, 2, 1, &support);
+    EXPECT_EQ(support, 1u);
+}
+
+TEST_F(MacData, TypeSupport_IsEitherArea) {
+    add_entry(1, 0x4d08, "script_main");
+    add_entry(2, 0x4d09, "script_spare");
+    mac_driver_install(kInst);
+    for (const u32 type : {1u, 2u}) {
+        ASSERT_EQ(mac_data_create(kInst, type), 0);
+        u32 support = 0;
+        mac_type_support(kInst, type, &support);
+        EXPECT_EQ(support, 1u);
+    }
+}
+
+TEST_F(MacData, Remove_LeavesTheRecordBuffers) {
+    const auto before = host::heap_use().blocks;
+    create_both(2);
+    mac_data_remove(nullptr);
+    EXPECT_EQ(host::heap_use().blocks, before + 5) << "two entries, data set, two buffers";
+    mac_data_remove(mac_data_find_by_instid(kInst, 2));
+    EXPECT_EQ(mac_data_find_by_instid(kInst, 2), nullptr);
+    EXPECT_EQ(host::heap_use().blocks, before + 4);
+}
+
+TEST_F(MacData, Delete_FreesDataSetsAndBuffers) {
+    const auto before = host::heap_use().blocks;
+    create_both(2);
+    create_both(3);
+    mac_data_delete();
+    EXPECT_TRUE(g_mac_func.list.empty());
+    EXPECT_EQ(host::heap_use().blocks, before + 4) << "the four entries";
+}
+
+TEST_F(MacData, AreaDelete_IgnoresWhatIsNotThere) {
+    create_both(2);
+    mac_inst_mng* const mng = mac_data_find_by_instid(kInst, 2);
+    mac_area_delete(nullptr, 0);
+    mac_area_delete(mng, 2);
+    EXPECT_NE(mng->area[0].buf, nullptr);
+    mac_area_delete(mng, 0);
+    EXPECT_EQ(mng->area[0].buf, nullptr);
+    EXPECT_NE(mng->area[1].buf, nullptr);
+    mac_data_insert(nullptr);
+}
+
+TEST_F(MacData, LockAndUnlock_WithoutDataSet_DoNothing) {
+    mac_data_lock(kInst, 9);
+    mac_data_unlock(kInst, 9);
+    create_both(2);
+    mac_data_lock(kInst, 2);
+    mac_data_unlock(kInst, 2);
+}
+
+// --- the pipeline ---
+
+TEST_F(MacData, GetData_NoneAndNotSupported_AreDifferent) {
+    ASSERT_EQ(mac_data_create(kInst, 2), 0);
+    EXPECT_EQ(mac_get_data(kInst, 2, 2), nullptr);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 2 invaild."}}));
+    const mac_area* area = mac_get_data(kInst, 2, 0);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(area), kNotSupported);
+    EXPECT_FALSE(mac_area_present(area));
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x1f type 2 area 0 not support."}}));
+    area = mac_get_data(kInst, 3, 1);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(area), kNotSupported);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 3 find mng no exist."},
+                               {2, "mac inst 0x1f type 3 area 1 not support."}}));
+}
+
+TEST_F(MacData, GetData_DataSetVanishesInBetween_IsNotFollowed) {
+    create_both(2);
+    host::faults().clear();
+    host::faults().at_use(Call::kSpinLock, 2, [] {
+        mac_data_remove(mac_data_find_by_instid(kInst, 2));
+    });
+    EXPECT_FALSE(mac_area_present(mac_get_data(kInst, 2, 0)));
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 find mng no exist."}}));
+}
+
+TEST_F(MacData, Operations_PassTheAreasArguments) {
+    create_both(2);
+    EXPECT_EQ(mac_data_read(kInst, 2, 1), 0u);
+    const test::Script::Access expected = {kInst, "s", 45, 0x4c0, 16};
+    EXPECT_EQ(spare_script().reads, std::vector{expected});
+    EXPECT_EQ(mac_data_write(kInst, 2, 1), 0u);
+    EXPECT_EQ(spare_script().writes, std::vector{expected});
+    const test::Script::Build built = {spare_script().parsed_mac, 4, 16};
+    EXPECT_EQ(spare_script().builds, std::vector{built});
+    EXPECT_EQ(area(2, 1).crc, 0x4321u);
+    EXPECT_EQ(area(2, 1).flag, 0x51u);
+}
+
+using AreaOp = u32 (*)(u32, u32, u32);
+
+TEST_F(MacData, Operations_AreaAboveOne_Fail) {
+    create_both(2);
+    for (const AreaOp op : {mac_get_device, mac_set_device, mac_get_format, mac_set_format}) {
+        EXPECT_EQ(op(kInst, 2, 2), 0xffffffffu);
+        EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 2 invaild."}}));
+    }
+}
+
+TEST_F(MacData, Operations_WithoutDriverOrSlot_NameTheOperation) {
+    const struct {
+        AreaOp op;
+        const char* word;
+    } operations[] = {{mac_get_device, "data_get"},
+                      {mac_set_device, "data_set"},
+                      {mac_get_format, "form_get"},
+                      {mac_set_format, "form_set"}};
+    create_both(2);
+    for (const auto& [op, word] : operations) {
+        mac_entery_find_by_storage(kInst, 2, 0)->driver = nullptr;
+        EXPECT_EQ(op(kInst, 2, 0), kNotSupported);
+        EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 0 driver uninstall"},
+                                   {1, text("mac inst 0x1f type 2 area 0 %s not exist", word)}}));
+        static const MacDriverOps empty{};
+        mac_entery_find_by_storage(kInst, 2, 0)->driver = const_cast<MacDriverOps*>(&empty);
+        EXPECT_EQ(op(kInst, 2, 0), kLacks);
+        EXPECT_EQ(take_log(), (Log{{1, text("mac inst 0x1f type 2 area 0 %s uninstall", word)}}));
+    }
+}
+
+TEST_F(MacData, Operations_UnconfiguredArea_HasNoDriver) {
+    ASSERT_EQ(mac_data_create(kInst, 2), 0);
+    EXPECT_EQ(mac_get_device(kInst, 2, 0), kNotSupported);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x1f type 2 area 0 not support."},
+                               {1, "mac inst 0x1f type 2 area 0 data_get not exist"}}));
+}
+
+std::string counting(u32 from, u32 count) {
+    std::string digits;
+    for (u32 i = from; i < from + count; ++i) digits += text("%02x", i);
+    return digits;
+}
+
+TEST_F(MacData, Read_LogsTheRecordInLinesOfThirtyTwo) {
+    const struct {
+        u32 size;
+        u32 full;
+        u32 tail;
+    } cases[] = {{16, 0, 16}, {32, 1, 0}, {40, 1, 8}, {64, 2, 0}};
+    u32 type = 10;
+    for (const auto& c : cases) {
+        main_script().size = c.size;
+        add_entry(++type, 0x4d08, "script_main");
+        mac_driver_install(kInst);
+        ASSERT_EQ(mac_data_create(kInst, type), 0);
+        take_log();
+        EXPECT_EQ(mac_data_read(kInst, type, 0), 0u);
+        Log expected;
+        for (u32 i = 0; i < c.full; ++i) {
+            expected.push_back(
+                {3, text("mac inst 0x1f type %u area 0 action[0 read 1 write] 0:", type) +
+                        counting(32 * i, 32) + "."});
+        }
+        if (c.tail != 0) {
+            expected.push_back({3, text("mac inst 0x1f type %u area 0 rw 0 indx[%u]:", type,
+                                        c.full) +
+                                       counting(32 * c.full, c.tail) + "."});
+        }
+        expected.push_back({3, text("mac inst 0x1f type %u area 0 rw 0 "
+                                    "data[0x99-0x1234-0x4-02-00-00-00-00-01] .",
+                                    type)});
+        EXPECT_EQ(take_log(3), expected) << c.size;
+    }
+}
+
+TEST_F(MacData, Read_MediumFails_LogsANoticeOnly) {
+    create_both(2);
+    area(2, 0).mac_num = 77;
+    main_script().read_result = 0x82000003;
+    EXPECT_EQ(mac_data_read(kInst, 2, 0), 0x82000003u);
+    EXPECT_EQ(take_log(3),
+              (Log{{2, "mac inst 0x1f type 2 area 0 read unsuccessfully 0x82000003."}}));
+    EXPECT_EQ(area(2, 0).mac_num, 77u) << "the parsed fields are untouched";
+}
+
+TEST_F(MacData, Read_ParseFails_LogsTheRecordAndTheCode) {
+    create_both(2);
+    main_script().parse_result = 0x811601a7;
+    EXPECT_EQ(mac_data_read(kInst, 2, 0), 0x811601a7u);
+    EXPECT_EQ(take_log(3), (Log{{3, "mac inst 0x1f type 2 area 0 rw 0 indx[0]:" + counting(0, 16) +
+                                        "."},
+                                {1, "mac inst 0x1f type 2 area 0 format fail 0x811601a7."}}));
+}
+
+TEST_F(MacData, Write_LogsRecordAndSummary) {
+    create_both(2);
+    EXPECT_EQ(mac_data_write(kInst, 2, 0), 0u);
+    std::string filled;
+    for (int i = 0; i < 16; ++i) filled += "b0";
+    EXPECT_EQ(take_log(3), (Log{{3, "mac inst 0x1f type 2 area 0 rw 1 indx[0]:" + filled + "."},
+                                {3, "mac inst 0x1f type 2 area 0 rw 1 "
+                                    "data[0x51-0x4321-0x10-00-00-00-00-00-00] ."}}));
+}
+
+TEST_F(MacData, Write_BuildFails_NeverTouchesTheMedium) {
+    create_both(2);
+    main_script().build_result = 0x811601a2;
+    EXPECT_EQ(mac_data_write(kInst, 2, 0), 0x811601a2u);
+    EXPECT_EQ(take_log(3), (Log{{1, "mac inst 0x1f type 2 area 0 format write fail."}}));
+    EXPECT_TRUE(main_script().writes.empty());
+}
+
+TEST_F(MacData, Write_MediumFails_KeepsTheBuiltFields) {
+    create_both(2);
+    main_script().write_result = 0x55;
+    EXPECT_EQ(mac_data_write(kInst, 2, 0), 0x55u);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 0 write data fail."}}));
+    EXPECT_EQ(area(2, 0).crc, 0x4321u);
+    EXPECT_EQ(area(2, 0).buf[0], 0xb0);
+}
+
+TEST_F(MacData, MesgAndDump_WithoutArea_SayNull) {
+    ASSERT_EQ(mac_data_create(kInst, 2), 0);
+    mac_data_mesg(kInst, 2, 0, 0);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x1f type 2 area 0 not support."},
+                               {1, "mac inst 0x1f type 2 area 0 dump data is null."}}));
+    mac_data_dump(kInst, 2, 2, 1);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 2 invaild."},
+                               {1, "mac inst 0x1f type 2 area 2 dump data is null."}}));
+}
+
+}  // namespace
