@@ -1,0 +1,47 @@
+# SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+# Entry points. Two do everything on a fresh Debian 12 machine, as root or with
+# sudo: "make demo" and "make test".
+
+.DEFAULT_GOAL := help
+.PHONY: help demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+
+help:
+	@echo "make demo          install what is missing, build, show the main job on the demo board"
+	@echo "make test          install what is missing, build, pass the tests (gcc and clang, sanitizers)"
+	@echo "make build         build macctl: build/release/macctl"
+	@echo "make freestanding  gate: the system's objects as a kernel module needs them"
+	@echo "make coverage      line and branch coverage of the system"
+	@echo "make lint          direction of includes, clang-tidy"
+	@echo "make clean         remove the build folder"
+
+packages-demo:
+	@scripts/install-packages.sh demo
+packages-test:
+	@scripts/install-packages.sh test
+packages-all:
+	@scripts/install-packages.sh all
+
+build: packages-demo
+	@scripts/build.sh
+
+demo: build
+	@scripts/demo.sh build/release/macctl
+
+SANITIZED := -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON
+
+test: packages-test
+	@scripts/run-tests.sh gcc-sanitized -DCMAKE_CXX_COMPILER=g++ $(SANITIZED)
+	@scripts/run-tests.sh clang-sanitized -DCMAKE_CXX_COMPILER=clang++ $(SANITIZED)
+
+freestanding: packages-all
+	@scripts/freestanding.sh
+
+coverage: packages-all
+	@scripts/coverage.sh
+
+lint: packages-all
+	@mkdir -p build
+	@scripts/lint.sh
+
+clean:
+	rm -rf build

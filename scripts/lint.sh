@@ -1,0 +1,13 @@
+#!/bin/sh
+# SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+# The direction of includes, and clang-tidy over the system, the platform and the
+# tools; any finding fails.
+set -eu
+cd "$(dirname "$0")/.."
+python3 scripts/check_includes.py
+cmake -S . -B build/lint -DCMAKE_CXX_COMPILER=clang++ -DMAC_TESTS=OFF >build/lint.log 2>&1 ||
+	{ cat build/lint.log >&2; exit 1; }
+find base config storage core service control platform tools -name '*.cc' -not -path 'platform/linux/*' |
+	sort | xargs -P "$(nproc)" -n 4 clang-tidy -p build/lint --quiet --warnings-as-errors='*' 2>build/lint.err >build/lint.out ||
+	{ cat build/lint.out >&2; grep -v 'warnings generated' build/lint.err >&2; exit 1; }
+echo "lint: no findings"

@@ -1,0 +1,11 @@
+# SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+# The Debian packages of each purpose. Sourced.
+
+# Building macctl and running the demo.
+PACKAGES_DEMO="g++ cmake make libpugixml-dev libcli11-dev libfmt-dev libmtd-dev libubootenv-tool"
+
+# Building and passing the tests.
+PACKAGES_TEST="$PACKAGES_DEMO clang libclang-rt-14-dev libgtest-dev librapidcheck-dev"
+
+# Everything that continuous integration runs.
+PACKAGES_ALL="$PACKAGES_TEST g++-aarch64-linux-gnu gcovr clang-tidy python3"
