@@ -12,9 +12,8 @@ MAC_MNG_SOURCES := \
 	storage/formats/mac_mesg.cc \
 	storage/formats/mac_qolt.cc \
 	storage/formats/mac_router.cc \
-	storage/media/mac_eeprom.cc \
+	storage/media/mac_chip.cc \
 	storage/media/mac_env.cc \
-	storage/media/mac_flash.cc \
 	storage/driver/mac_driver.cc \
 	core/mac_area.cc \
 	core/mac_data.cc \

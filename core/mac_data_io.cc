@@ -166,12 +166,12 @@ void mac_data_mesg(u32 inst, u32 type, u32 area, u32 rw) {
     const u32 full_lines = data->len / kLineBytes;
     const u32 tail = data->len % kLineBytes;
     for (u32 i = 0; i < full_lines; ++i) {
-        fill_line(line, data->buf + kLineBytes * i, kLineBytes);
+        fill_line(line, data->buf + size_t{kLineBytes} * i, kLineBytes);
         mac_log_dump("mac inst 0x%x type %d area %d action[0 read 1 write] %d:%s.", inst, type,
                      area, rw, line);
     }
     if (tail == 0) return;
-    fill_line(line, data->buf + kLineBytes * full_lines, tail);
+    fill_line(line, data->buf + size_t{kLineBytes} * full_lines, tail);
     mac_log_dump("mac inst 0x%x type %d area %d rw %d indx[%d]:%s.", inst, type, area, rw,
                  full_lines, line);
 }

@@ -154,6 +154,18 @@ void BoardFile::read_platform(pugi::xml_node platform) {
     }
 }
 
+template <typename Spec>
+void BoardFile::add_medium(pugi::xml_node node, const Spec& spec, std::vector<Spec>* media) const {
+    for (const Spec& other : *media) {
+        if (other.chip == spec.chip) {
+            fail_at(node, std::string("two <") + node.name() + "> media have the chip number " +
+                              std::to_string(spec.chip) + " (the other in line " +
+                              std::to_string(other.line) + ")");
+        }
+    }
+    media->push_back(spec);
+}
+
 void BoardFile::read_flash(pugi::xml_node node) {
     check_attributes(node, {"chip", "image", "mtd", "size", "erase"});
     const FlashSpec spec = {line_of(node),
@@ -165,13 +177,7 @@ void BoardFile::read_flash(pugi::xml_node node) {
     if (spec.size % spec.erase != 0) {
         fail_at(node, "<flash> size is no multiple of its erase block");
     }
-    for (const FlashSpec& other : flashes_) {
-        if (other.chip == spec.chip) {
-            fail_at(node, "two <flash> media have the chip number " + std::to_string(spec.chip) +
-                              " (the other in line " + std::to_string(other.line) + ")");
-        }
-    }
-    flashes_.push_back(spec);
+    add_medium(node, spec, &flashes_);
 }
 
 void BoardFile::read_eeprom(pugi::xml_node node) {
@@ -182,13 +188,7 @@ void BoardFile::read_eeprom(pugi::xml_node node) {
                              node.attribute("nvmem").value(),
                              number(node, "size", 1, kMediumMax),
                              optional_number(node, "page", 1, 0x10000).value_or(1)};
-    for (const EepromSpec& other : eeproms_) {
-        if (other.chip == spec.chip) {
-            fail_at(node, "two <eeprom> media have the chip number " + std::to_string(spec.chip) +
-                              " (the other in line " + std::to_string(other.line) + ")");
-        }
-    }
-    eeproms_.push_back(spec);
+    add_medium(node, spec, &eeproms_);
 }
 
 void BoardFile::read_env(pugi::xml_node node) {

@@ -83,6 +83,8 @@ private:
     void read_env(pugi::xml_node node);
     void check_instances(pugi::xml_node board) const;
     void check_attributes(pugi::xml_node node, std::initializer_list<const char*> known) const;
+    template <typename Spec>
+    void add_medium(pugi::xml_node node, const Spec& spec, std::vector<Spec>* media) const;
     std::string text(pugi::xml_node node, const char* attribute) const;
     u32 number(pugi::xml_node node, const char* attribute, u32 least, u32 most) const;
     std::optional<u32> optional_number(pugi::xml_node node, const char* attribute, u32 least,

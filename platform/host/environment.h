@@ -26,6 +26,8 @@ class Environment {
 public:
     Environment(std::unique_ptr<Medium> medium, const EnvGeometry& geometry);
     ~Environment();
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
 
     // As drv_env_get(), drv_env_set() and drv_env_save(). An erased medium reads
     // as an empty environment; one without a valid copy that is not erased is

@@ -75,7 +75,7 @@ private:
 
 std::unique_ptr<NorDevice> open_mtd(const std::string& path, MtdGeometry* geometry,
                                     std::string* error) {
-    libmtd_t const library = libmtd_open();
+    libmtd_t library = libmtd_open();
     if (library == nullptr) {
         *error = "the kernel offers no MTD devices";
         return nullptr;

@@ -17,11 +17,11 @@ constexpr u32 kCheckValue = 0x5A5A;
 // True arithmetic, so that an absurd count is refused and never walked.
 constexpr u64 record_size(u32 num) { return u64{mac::kMacLength} * num + kListAt; }
 
-u8* entry_at(u8* buf, u32 index) { return buf + kTableAt + 2 * index; }
-const u8* entry_at(const u8* buf, u32 index) { return buf + kTableAt + 2 * index; }
-u8* address_at(u8* buf, u32 index) { return buf + kListAt + mac::kMacLength * index; }
+u8* entry_at(u8* buf, u32 index) { return buf + kTableAt + size_t{2} * index; }
+const u8* entry_at(const u8* buf, u32 index) { return buf + kTableAt + size_t{2} * index; }
+u8* address_at(u8* buf, u32 index) { return buf + kListAt + size_t{mac::kMacLength} * index; }
 const u8* address_at(const u8* buf, u32 index) {
-    return buf + kListAt + mac::kMacLength * index;
+    return buf + kListAt + size_t{mac::kMacLength} * index;
 }
 
 u32 address_crc(const u8* address) {

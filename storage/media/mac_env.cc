@@ -47,8 +47,8 @@ struct DigitHolders {
 
     void parse(const char* text, u32 stride, u8* bytes, u32 count) {
         for (u32 i = 0; i < count; ++i) {
-            str_2uchar(text[stride * i], &high);
-            str_2uchar(text[stride * i + 1], &low);
+            str_2uchar(text[size_t{stride} * i], &high);
+            str_2uchar(text[size_t{stride} * i + 1], &low);
             bytes[i] = static_cast<u8>((high & 0x0f) * 16 + low);
         }
     }

@@ -11,7 +11,7 @@ namespace macctl {
 
 namespace {
 
-constexpr size_t kFirstListing = 64 * 1024;
+constexpr size_t kFirstListing = size_t{64} * 1024;
 
 mac_ioctl_address address_record(const Pool& pool, const MacAddress& address, u32 num) {
     mac_ioctl_address record{};
