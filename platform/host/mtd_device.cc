@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <libmtd.h>
 #include <mtd/mtd-user.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,22 +36,28 @@ public:
     }
 
     bool erase(u32 block) override {
-        // Devices that lock their blocks refuse to erase a locked one; those that
-        // know no locks refuse the unlock, which does not matter.
-        (void)mtd_unlock(&info_, descriptor_, static_cast<int>(block));
+        unlock(block);
         return mtd_erase(library_, &info_, descriptor_, static_cast<int>(block)) == 0;
     }
 
     bool program(u32 offset, ConstBytes bytes) override {
         std::vector<u8> copy(bytes.begin(), bytes.end());
         return for_each_block(offset, copy.size(), [&](int block, int from, size_t at, int length) {
-            (void)mtd_unlock(&info_, descriptor_, block);
+            unlock(static_cast<u32>(block));
             return mtd_write(library_, &info_, descriptor_, block, from, copy.data() + at, length,
                              nullptr, 0, 0) == 0;
         });
     }
 
 private:
+    // Devices that lock their blocks refuse to change a locked one. Those that know
+    // no locks refuse the unlock, which does not matter; the library would print
+    // an error for it.
+    void unlock(u32 block) const {
+        erase_info_user range = {block * erase_size(), erase_size()};
+        (void)ioctl(descriptor_, MEMUNLOCK, &range);
+    }
+
     template <typename Action>
     bool for_each_block(u32 offset, size_t length, Action action) const {
         for (size_t done = 0; done < length;) {

@@ -145,9 +145,8 @@ using Command = int (*)(const Client& client, const Options& options);
 
 // Loads the module over the board, runs the command and unloads it.
 int run_on_board(const Options& options, Command command) {
-    u32 level = PLATFORM_LOG_ERROR;
-    const host::BoardFile file = host::BoardFile::read(options.board);
-    level = options.verbose ? PLATFORM_LOG_DUMP : file.log_level();
+    const u32 level = options.verbose ? PLATFORM_LOG_DUMP
+                                      : host::BoardFile::read(options.board).log_level();
     host::log_set_level(std::max(level, PLATFORM_LOG_NOTICE));
     host::log_set_sink([level](const host::LogLine& line) {
         if (line.level <= level) print_log(line);
