@@ -3,12 +3,13 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
 	@echo "make test          install what is missing, build, pass the tests (gcc and clang, sanitizers)"
 	@echo "make build         build macctl: build/release/macctl"
+	@echo "make install       macctl and the public headers, under PREFIX (/usr/local) and DESTDIR"
 	@echo "make freestanding  gate: the system's objects as a kernel module needs them"
 	@echo "make coverage      line and branch coverage of the system"
 	@echo "make lint          direction of includes, clang-tidy"
@@ -23,6 +24,11 @@ packages-all:
 
 build: packages-demo
 	@scripts/build.sh
+
+# PREFIX and DESTDIR as usual.
+PREFIX ?= /usr/local
+install: build
+	@cmake --install build/release --prefix "$(PREFIX)"
 
 demo: build
 	@scripts/demo.sh build/release/macctl

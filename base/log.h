@@ -11,11 +11,8 @@
 #include "base/vocabulary.h"
 #include "platform/log.h"
 
-#define mac_log_error(...) \
-    drv_log_record(mac::kLogModule, PLATFORM_LOG_ERROR, 0, __VA_ARGS__)
-#define mac_log_notice(...) \
-    drv_log_record(mac::kLogModule, PLATFORM_LOG_NOTICE, 0, __VA_ARGS__)
-#define mac_log_dump(...) \
-    drv_log_record(mac::kLogModule, PLATFORM_LOG_DUMP, 0, __VA_ARGS__)
+#define mac_log_error(...) drv_log_record(mac::kLogModule, PLATFORM_LOG_ERROR, 0, __VA_ARGS__)
+#define mac_log_notice(...) drv_log_record(mac::kLogModule, PLATFORM_LOG_NOTICE, 0, __VA_ARGS__)
+#define mac_log_dump(...) drv_log_record(mac::kLogModule, PLATFORM_LOG_DUMP, 0, __VA_ARGS__)
 
 #endif

@@ -9,8 +9,8 @@
 u32 drv_mac_get_u32_cfg_by_map(u32 inst, const mac_xml_path& path, u32 count,
                                const mac_u32_map* map) {
     for (const mac_u32_map* row = map; row != map + count; ++row) {
-        const u32 result = xml_get_element_value_u32(inst, path.top, path.node, path.entry,
-                                                     row->key, row->field);
+        const u32 result =
+            xml_get_element_value_u32(inst, path.top, path.node, path.entry, row->key, row->field);
         if (result == 0) continue;
         if (row->required) return result;
         if (row->default_text != nullptr) {

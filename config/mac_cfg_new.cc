@@ -30,8 +30,8 @@ u32 drv_mac_get_new_cfg_entry(u32 inst, const char* entry_name, mac_cfg_entry* r
         {false, "spare_env_name", record->spare_env_name, sizeof(record->spare_env_name), ""},
     };
     const mac_xml_path path = {mac::kModuleName, kNode, entry_name};
-    u32 result = drv_mac_get_u32_cfg_by_map(inst, path, sizeof(numbers) / sizeof(numbers[0]),
-                                            numbers);
+    u32 result =
+        drv_mac_get_u32_cfg_by_map(inst, path, sizeof(numbers) / sizeof(numbers[0]), numbers);
     if (result != MAC_OK) return result;
     result = drv_mac_get_str_cfg_by_map(inst, path, sizeof(texts) / sizeof(texts[0]), texts);
     if (result != MAC_OK) return result;

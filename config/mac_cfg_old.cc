@@ -42,8 +42,8 @@ u32 print_as_format(char (&field)[mac::kNameUsr], const char* text) {
     if (!conversions_are_safe(text)) return MAC_FORMAT_FAILED;
     constexpr u64 o = 0;
     const int length = sprintf_s(field, sizeof(field), text,  //
-                                 o, o, o, o, o, o, o, o, o, o, o, o, o, o,
-                                 o, o, o, o, o, o, o, o, o, o, o, o, o, o);
+                                 o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o,
+                                 o, o, o, o, o, o);
     return length < 0 ? MAC_FORMAT_FAILED : MAC_OK;
 }
 #pragma GCC diagnostic pop
@@ -66,14 +66,14 @@ u32 drv_mac_get_old_cfg_entry(u32 inst, u32 area, const char* entry_name,
         {false, "storage_name", entry->storage_name, sizeof(entry->storage_name), ""},
     };
     const mac_xml_path path = {mac::kModuleName, node, entry_name};
-    const u32 result = drv_mac_get_u32_cfg_by_map(
-        inst, path, sizeof(numbers) / sizeof(numbers[0]), numbers);
+    const u32 result =
+        drv_mac_get_u32_cfg_by_map(inst, path, sizeof(numbers) / sizeof(numbers[0]), numbers);
     if (result != MAC_OK) return result;
     return drv_mac_get_str_cfg_by_map(inst, path, sizeof(texts) / sizeof(texts[0]), texts);
 }
 
-u32 drv_mac_old_cfg_to_new(u32 inst, const mac_old_cfg_entry* main,
-                           const mac_old_cfg_entry* spare, mac_cfg_entry* record) {
+u32 drv_mac_old_cfg_to_new(u32 inst, const mac_old_cfg_entry* main, const mac_old_cfg_entry* spare,
+                           mac_cfg_entry* record) {
     record->inst_id = inst;
     record->mac_type = main->id;
     record->mac_num = main->mac_num;

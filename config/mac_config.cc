@@ -45,8 +45,7 @@ int mac_create_config(u32 inst, const char* name) {
         mac_log_error("mac inst 0x%x malloc config fail.", inst);
         return mac::kFail;
     }
-    const int error =
-        strncpy_s(config->name, sizeof(config->name), name, mac::text_length(name));
+    const int error = strncpy_s(config->name, sizeof(config->name), name, mac::text_length(name));
     if (error != 0) {
         mac_log_error("mac create config string copy fail err_no = %d", error);
         return mac::kFail;

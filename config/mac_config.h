@@ -44,12 +44,12 @@ struct mac_config_registry {
     mac::List<mac_inst_config> config_list;
     u32 module_id;
     char name[mac::kNameUsr];
-    u32 max_num;                            // 16; nothing reads it
-    platform_spinlock lock;                 // guards config_list
-    platform_mutex dev_mutex;               // held around every control command
-    mac::List<mac_cfg_entry> cfg_list;      // configuration listing
-    mac::List<mac_type_status> type_list;   // MAC type listing
-    platform_mutex show_mutex;              // held while a listing walks
+    u32 max_num;                           // 16; nothing reads it
+    platform_spinlock lock;                // guards config_list
+    platform_mutex dev_mutex;              // held around every control command
+    mac::List<mac_cfg_entry> cfg_list;     // configuration listing
+    mac::List<mac_type_status> type_list;  // MAC type listing
+    platform_mutex show_mutex;             // held while a listing walks
 };
 
 extern mac_config_registry g_mac_config;

@@ -59,8 +59,10 @@ void mac_entery_xml_init(u32 inst, const char* node) {
         if (mac_entery_xml_read(inst, node, item->element, &entry) != 0) return;
         const int result = mac_create_entry(&entry);
         if (result != 0) {
-            mac_log_error("mac entery xml init\xa3\xba" "mac create entry fail ret = %u",
-                          static_cast<u32>(result));
+            mac_log_error(
+                "mac entery xml init\xa3\xba"
+                "mac create entry fail ret = %u",
+                static_cast<u32>(result));
         }
     }
 }

@@ -26,9 +26,7 @@ public:
     void text(const char* label, const char* value) {
         grow_by(snprintf_truncated_s(end(), room(), "%-22s: %s\n", label, value));
     }
-    void line(const char* words) {
-        grow_by(snprintf_truncated_s(end(), room(), "%s\n", words));
-    }
+    void line(const char* words) { grow_by(snprintf_truncated_s(end(), room(), "%s\n", words)); }
 
 private:
     void grow_by(int characters) { length_ += static_cast<u32>(characters); }
@@ -48,8 +46,8 @@ public:
 };
 
 template <typename Record, typename ShowOne>
-u32 show_list(const mac::List<Record>& list, ShowOne show_one, const char* when_empty,
-              char* buffer, u32 size) {
+u32 show_list(const mac::List<Record>& list, ShowOne show_one, const char* when_empty, char* buffer,
+              u32 size) {
     Page page(buffer, size);
     {
         const ListingGuard guard;
@@ -74,8 +72,8 @@ void show_area(Page& page, const mac_type_area& area, const char* valid_label,
 }  // namespace
 
 int drv_mac_addr_to_str(const u8* mac, char* buffer, u32 size) {
-    return sprintf_s(buffer, size, "%02x-%02x-%02x-%02x-%02x-%02x", mac[0], mac[1], mac[2],
-                     mac[3], mac[4], mac[5]);
+    return sprintf_s(buffer, size, "%02x-%02x-%02x-%02x-%02x-%02x", mac[0], mac[1], mac[2], mac[3],
+                     mac[4], mac[5]);
 }
 
 u32 drv_mac_show_inst_cfg(const mac_cfg_entry* record, char* buffer, u32 size) {

@@ -10,11 +10,14 @@
 namespace {
 
 constexpr char kFlagFailed[] =
-    "mac area config\xa3\xba" "mac get flag fail.ret %u inst 0x%x type %d area %d";
+    "mac area config\xa3\xba"
+    "mac get flag fail.ret %u inst 0x%x type %d area %d";
 constexpr char kNameFailed[] =
-    "mac area config\xa3\xba" "mac area name fail.ret %u inst 0x%x type %d area %d";
+    "mac area config\xa3\xba"
+    "mac area name fail.ret %u inst 0x%x type %d area %d";
 constexpr char kSizeFailed[] =
-    "mac area config\xa3\xba" "mac get size fail.ret %u inst 0x%x type %d area %d";
+    "mac area config\xa3\xba"
+    "mac get size fail.ret %u inst 0x%x type %d area %d";
 
 // A failed step of the configuration is logged, and configuration goes on.
 template <size_t N>

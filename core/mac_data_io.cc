@@ -93,50 +93,45 @@ bool mac_area_present(const mac_area* area) {
 }
 
 u32 mac_get_device(u32 inst, u32 type, u32 area) {
-    return call_driver(inst, type, area, &MacDriverOps::read, kDataGet,
-                       [inst](auto read, mac_area& data) {
-                           return read(inst, data.name, data.chip_id, data.channel, data.buf,
-                                       data.len);
-                       });
+    return call_driver(
+        inst, type, area, &MacDriverOps::read, kDataGet, [inst](auto read, mac_area& data) {
+            return read(inst, data.name, data.chip_id, data.channel, data.buf, data.len);
+        });
 }
 
 u32 mac_set_device(u32 inst, u32 type, u32 area) {
-    return call_driver(inst, type, area, &MacDriverOps::write, kDataSet,
-                       [inst](auto write, mac_area& data) {
-                           return write(inst, data.name, data.chip_id, data.channel, data.buf,
-                                        data.len);
-                       });
+    return call_driver(
+        inst, type, area, &MacDriverOps::write, kDataSet, [inst](auto write, mac_area& data) {
+            return write(inst, data.name, data.chip_id, data.channel, data.buf, data.len);
+        });
 }
 
 u32 mac_get_format(u32 inst, u32 type, u32 area) {
-    return call_driver(inst, type, area, &MacDriverOps::get_format, kFormGet,
-                       [](auto get_format, mac_area& data) {
-                           return get_format(data.buf, data.len, &data.flag, data.mac,
-                                             &data.mac_num, &data.crc);
-                       });
+    return call_driver(
+        inst, type, area, &MacDriverOps::get_format, kFormGet, [](auto get_format, mac_area& data) {
+            return get_format(data.buf, data.len, &data.flag, data.mac, &data.mac_num, &data.crc);
+        });
 }
 
 u32 mac_set_format(u32 inst, u32 type, u32 area) {
-    return call_driver(inst, type, area, &MacDriverOps::set_format, kFormSet,
-                       [](auto set_format, mac_area& data) {
-                           return set_format(data.mac, data.mac_num, data.buf, data.len,
-                                             &data.flag, &data.crc);
-                       });
+    return call_driver(
+        inst, type, area, &MacDriverOps::set_format, kFormSet, [](auto set_format, mac_area& data) {
+            return set_format(data.mac, data.mac_num, data.buf, data.len, &data.flag, &data.crc);
+        });
 }
 
 u32 mac_data_read(u32 inst, u32 type, u32 area) {
     u32 result = mac_get_device(inst, type, area);
     if (result != 0) {
         // A medium that was never written is a notice, not an error.
-        mac_log_notice("mac inst 0x%x type %d area %d read unsuccessfully 0x%x.", inst, type,
-                       area, result);
+        mac_log_notice("mac inst 0x%x type %d area %d read unsuccessfully 0x%x.", inst, type, area,
+                       result);
         return result;
     }
     mac_data_mesg(inst, type, area, 0);
     result = mac_get_format(inst, type, area);
     if (result != 0) {
-        mac_log_error("mac inst 0x%x type %d area %d format fail 0x%x.", inst, type, area,
-                      result);
+        mac_log_error("mac inst 0x%x type %d area %d format fail 0x%x.", inst, type, area, result);
         return result;
     }
     mac_data_dump(inst, type, area, 0);

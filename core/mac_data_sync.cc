@@ -74,8 +74,7 @@ void mac_data_read_state(u32 inst, u32 type, u32* main_result, u32* spare_result
     }
     *spare_result = MAC_NOT_SUPPORTED;
     if (*main_result == MAC_OK) *sync = 0;
-    mac_log_notice("mac inst 0x%x type %d check main %d, sync %d", inst, type, *main_result,
-                   *sync);
+    mac_log_notice("mac inst 0x%x type %d check main %d, sync %d", inst, type, *main_result, *sync);
 }
 
 u32 mac_data_copy(u32 inst, u32 type, u32 dst, u32 src) {

@@ -22,9 +22,8 @@ u32 mac_func_data_read(u32 inst, u32 type) {
 u32 set_mac_addr(u32 inst, u32 type, const u8* addr, u32 addr_len) {
     u32 result = mac_func_data_read(inst, type);
     if (result != MAC_OK) {
-        mac_log_error(
-            "set mac addr: mac func data read unsuccessfully.ret=0x%x,inst=0x%x,type=%d.",
-            result, inst, type);
+        mac_log_error("set mac addr: mac func data read unsuccessfully.ret=0x%x,inst=0x%x,type=%d.",
+                      result, inst, type);
     }
     const mac_area* const main_area = mac_get_data(inst, type, mac::kMainArea);
     if (!mac_area_present(main_area)) return MAC_FAULT;
@@ -36,9 +35,8 @@ u32 set_mac_addr(u32 inst, u32 type, const u8* addr, u32 addr_len) {
 u32 set_mac_num(u32 inst, u32 type, u32 num) {
     u32 result = mac_func_data_read(inst, type);
     if (result != MAC_OK) {
-        mac_log_error(
-            "set mac num: mac func data read unsucessfully.ret=0x%x,inst=0x%x,type=%d.", result,
-            inst, type);
+        mac_log_error("set mac num: mac func data read unsucessfully.ret=0x%x,inst=0x%x,type=%d.",
+                      result, inst, type);
     }
     const mac_area* const main_area = mac_get_data(inst, type, mac::kMainArea);
     if (!mac_area_present(main_area)) return MAC_FAULT;
@@ -84,16 +82,14 @@ u32 get_mac_list(u32 inst, u32 type, u32 count, u8* out, u32 out_len) {
         return result;
     }
     if (stored < count) {
-        mac_log_error("mac inst 0x%x get type[%d] info over num %d-%d.", inst, type, count,
-                      stored);
+        mac_log_error("mac inst 0x%x get type[%d] info over num %d-%d.", inst, type, count, stored);
         return MAC_FAULT;
     }
     // 32-bit arithmetic that wraps, as the interface has it. Callers bound the
     // count: a control request to 65534, a kernel caller by its own buffer.
     const u32 size = count * mac::kMacLength;
     if (size > out_len) {
-        mac_log_error("mac inst 0x%x get type[%d] info size err %d-%d.", inst, type, out_len,
-                      size);
+        mac_log_error("mac inst 0x%x get type[%d] info size err %d-%d.", inst, type, out_len, size);
         return MAC_FAULT;
     }
     for (u32 i = 0; i < count; ++i) {

@@ -102,9 +102,8 @@ void mac_driver_install(u32 inst) {
     mac_inst_config* const config = mac_config_find_by_instid(inst);
     if (config == nullptr) return;
     const mac::SpinGuard guard(config->lock);
-    config->entry_list.for_each([](mac_entry* entry) {
-        entry->driver = module_driver_func_find_by_name(entry->drv_name);
-    });
+    config->entry_list.for_each(
+        [](mac_entry* entry) { entry->driver = module_driver_func_find_by_name(entry->drv_name); });
 }
 
 u32 mac_build_name(u32 inst, char* buf, u32 buf_len) {

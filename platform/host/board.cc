@@ -116,8 +116,8 @@ private:
 
     void check_creatable(const std::filesystem::path& path, const std::string& image,
                          unsigned line) const {
-        if (errno == ENOENT && access(path.parent_path().empty() ? "." : path.parent_path().c_str(),
-                                      W_OK) == 0) {
+        if (errno == ENOENT &&
+            access(path.parent_path().empty() ? "." : path.parent_path().c_str(), W_OK) == 0) {
             return;
         }
         file_.fail(line, "the image " + image + " cannot be made: " + strerror(errno));
@@ -189,8 +189,7 @@ void Board::open_env(const EnvSpec& spec, Opener& opener) {
         flags = spec.flags.value_or(boolean ? platform::EnvFlags::kBoolean
                                             : platform::EnvFlags::kCounter);
     }
-    const EnvGeometry geometry = {
-        spec.size, {spec.offset, spec.redundant_offset}, flags, live};
+    const EnvGeometry geometry = {spec.size, {spec.offset, spec.redundant_offset}, flags, live};
     env_ = std::make_unique<Environment>(std::move(medium), geometry);
 }
 

@@ -34,7 +34,8 @@ std::optional<u32> parse_u32(const char* text) {
 
 BoardFile BoardFile::read(const std::filesystem::path& path) {
     std::ifstream stream(path, std::ios::binary);
-    if (!stream) throw BoardError(path.string(), 1, std::string("cannot be read: ") + strerror(errno));
+    if (!stream)
+        throw BoardError(path.string(), 1, std::string("cannot be read: ") + strerror(errno));
     std::ostringstream text;
     text << stream.rdbuf();
     return parse(text.str(), path);
@@ -49,12 +50,13 @@ BoardFile BoardFile::parse(std::string text, const std::filesystem::path& path) 
     if (!result) {
         const auto end = file.source_.begin() + result.offset;
         const auto line = 1 + std::count(file.source_.begin(), end, '\n');
-        file.fail(static_cast<unsigned>(line), std::string("not well-formed XML: ") + result.description());
+        file.fail(static_cast<unsigned>(line),
+                  std::string("not well-formed XML: ") + result.description());
     }
     const pugi::xml_node board = file.document_.document_element();
     if (!same_text(board.name(), "board")) {
-        file.fail_at(board, std::string("the root element is <") + board.name() +
-                                ">, expected <board>");
+        file.fail_at(board,
+                     std::string("the root element is <") + board.name() + ">, expected <board>");
     }
     file.name_ = board.attribute("name").as_string("board");
     const pugi::xml_node platform = board.child("platform");
@@ -74,8 +76,7 @@ void BoardFile::fail_at(pugi::xml_node node, const std::string& reason) const {
 
 unsigned BoardFile::line_of(pugi::xml_node node) const {
     const std::ptrdiff_t offset = std::max<std::ptrdiff_t>(node.offset_debug(), 0);
-    return static_cast<unsigned>(
-        1 + std::count(source_.begin(), source_.begin() + offset, '\n'));
+    return static_cast<unsigned>(1 + std::count(source_.begin(), source_.begin() + offset, '\n'));
 }
 
 std::filesystem::path BoardFile::resolve(const std::string& image) const {
@@ -109,7 +110,8 @@ void BoardFile::check_attributes(pugi::xml_node node,
 std::string BoardFile::text(pugi::xml_node node, const char* attribute) const {
     const char* const value = node.attribute(attribute).value();
     if (*value == '\0') {
-        fail_at(node, std::string("<") + node.name() + "> lacks the attribute \"" + attribute + "\"");
+        fail_at(node,
+                std::string("<") + node.name() + "> lacks the attribute \"" + attribute + "\"");
     }
     return value;
 }
@@ -124,8 +126,8 @@ u32 BoardFile::number(pugi::xml_node node, const char* attribute, u32 least, u32
     return *result;
 }
 
-std::optional<u32> BoardFile::optional_number(pugi::xml_node node, const char* attribute,
-                                              u32 least, u32 most) const {
+std::optional<u32> BoardFile::optional_number(pugi::xml_node node, const char* attribute, u32 least,
+                                              u32 most) const {
     if (!node.attribute(attribute)) return std::nullopt;
     return number(node, attribute, least, most);
 }
@@ -135,8 +137,8 @@ void BoardFile::read_platform(pugi::xml_node platform) {
     const char* const crc16 = platform.attribute("crc16").as_string(platform::kCrc16Default);
     crc16_ = platform::crc16_find(crc16);
     if (crc16_ == nullptr) {
-        fail_at(platform, std::string("crc16=\"") + crc16 +
-                              "\" is none of the 31 known CRC-16 variants");
+        fail_at(platform,
+                std::string("crc16=\"") + crc16 + "\" is none of the 31 known CRC-16 variants");
     }
     log_level_ = optional_number(platform, "log_level", 0, kLogLevelMax).value_or(1);
     for (const pugi::xml_node node : platform.children()) {
@@ -204,8 +206,8 @@ void BoardFile::read_env(pugi::xml_node node) {
     spec.size = number(node, "size", platform::kEnvSizeMin, kMediumMax);
     spec.redundant = optional_number(node, "redundant", 0, 1).value_or(0) == 1;
     spec.offset = optional_number(node, "offset", 0, kMediumMax).value_or(0);
-    spec.redundant_offset = optional_number(node, "redundant_offset", 0, kMediumMax)
-                                .value_or(spec.offset + spec.size);
+    spec.redundant_offset =
+        optional_number(node, "redundant_offset", 0, kMediumMax).value_or(spec.offset + spec.size);
     spec.erase = optional_number(node, "erase", 1, kMediumMax);
     if (const pugi::xml_attribute flags = node.attribute("flags")) {
         if (same_text(flags.value(), "counter")) {

@@ -40,9 +40,9 @@ struct EnvSpec {
     std::string mtd;
     u32 size;  // of one copy
     bool redundant;
-    u32 offset;            // of the first copy
-    u32 redundant_offset;  // of the second copy
-    std::optional<u32> erase;                  // a file with NOR rules
+    u32 offset;                               // of the first copy
+    u32 redundant_offset;                     // of the second copy
+    std::optional<u32> erase;                 // a file with NOR rules
     std::optional<platform::EnvFlags> flags;  // what the flag byte means
 
     // Bytes that the image must have at least.

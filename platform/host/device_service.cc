@@ -27,8 +27,7 @@ s64 device_ioctl(u32 cmd, void* record) {
     const platform_file_operations& operations = *registered->fops;
     char file[1];
     if (operations.open(nullptr, file) != 0) return -1;
-    const s64 result =
-        operations.unlocked_ioctl(file, cmd, reinterpret_cast<u64>(record));
+    const s64 result = operations.unlocked_ioctl(file, cmd, reinterpret_cast<u64>(record));
     operations.release(nullptr, file);
     return result;
 }

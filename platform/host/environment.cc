@@ -85,8 +85,8 @@ u32 Environment::store(Loaded& working) {
 Environment::Lookup Environment::look_up(const Loaded& loaded, const char* name) const {
     const u32 data = platform::env_data_offset(geometry_.flags);
     Lookup found{nullptr, 0};
-    found.value = platform::env_find(loaded.image.data() + data, geometry_.size - data, name,
-                                     &found.length);
+    found.value =
+        platform::env_find(loaded.image.data() + data, geometry_.size - data, name, &found.length);
     return found;
 }
 

@@ -7,9 +7,7 @@
 
 namespace host {
 
-bool Medium::in_range(u32 offset, size_t length) const {
-    return u64{offset} + length <= size();
-}
+bool Medium::in_range(u32 offset, size_t length) const { return u64{offset} + length <= size(); }
 
 u32 Medium::read(u32 offset, Bytes bytes) {
     if (!in_range(offset, bytes.size())) return SERVICE_OUT_OF_RANGE;
@@ -27,7 +25,8 @@ u32 Medium::verify(u32 offset, ConstBytes bytes) {
     std::vector<u8> stored(bytes.size());
     const u32 result = do_read(offset, stored);
     if (result != 0) return result;
-    return std::equal(bytes.begin(), bytes.end(), stored.begin()) ? SERVICE_OK : SERVICE_VERIFY_FAILED;
+    return std::equal(bytes.begin(), bytes.end(), stored.begin()) ? SERVICE_OK
+                                                                  : SERVICE_VERIFY_FAILED;
 }
 
 bool EmulatedNor::erase(u32 block) {
@@ -67,8 +66,8 @@ u32 FlashMedium::write_block(u32 block, u32 from, ConstBytes bytes) {
     if (result != 0) return result;
     const auto [old_at, new_at] = std::mismatch(old.begin(), old.end(), bytes.begin());
     if (old_at == old.end()) return 0;
-    const bool only_clears = std::equal(
-        old.begin(), old.end(), bytes.begin(), [](u8 was, u8 is) { return (was & is) == is; });
+    const bool only_clears = std::equal(old.begin(), old.end(), bytes.begin(),
+                                        [](u8 was, u8 is) { return (was & is) == is; });
     if (only_clears) {
         const size_t skipped = static_cast<size_t>(new_at - bytes.begin());
         return program(start + from + static_cast<u32>(skipped), bytes.subspan(skipped));

@@ -93,8 +93,7 @@ private:
 // An EEPROM: a write goes page by page and skips pages that hold it already.
 class EepromMedium : public Medium {
 public:
-    EepromMedium(std::unique_ptr<Store> store, u32 page)
-        : store_(std::move(store)), page_(page) {}
+    EepromMedium(std::unique_ptr<Store> store, u32 page) : store_(std::move(store)), page_(page) {}
     u32 size() const override { return store_->size(); }
 
 protected:

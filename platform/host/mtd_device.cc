@@ -30,9 +30,10 @@ public:
     u32 erase_size() const override { return static_cast<u32>(info_.eb_size); }
 
     bool read(u32 offset, Bytes bytes) override {
-        return for_each_block(offset, bytes.size(), [&](int block, int from, size_t at, int length) {
-            return mtd_read(&info_, descriptor_, block, from, bytes.data() + at, length) == 0;
-        });
+        return for_each_block(
+            offset, bytes.size(), [&](int block, int from, size_t at, int length) {
+                return mtd_read(&info_, descriptor_, block, from, bytes.data() + at, length) == 0;
+            });
     }
 
     bool erase(u32 block) override {

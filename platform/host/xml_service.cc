@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // The XML trees of the attached board's instances.
-#include "platform/xml.h"
-
 #include <cstring>
 
 #include "platform/common/service_status.h"
 #include "platform/host/board.h"
 #include "platform/host/checker.h"
+#include "platform/xml.h"
 
 namespace {
 
@@ -50,8 +49,7 @@ u32 count_elements(pugi::xml_node node) {
 
 }  // namespace
 
-u32 xml_get_entry_list(u32 inst, const char* top, const char* node, xml_entry** list,
-                       u32* count) {
+u32 xml_get_entry_list(u32 inst, const char* top, const char* node, xml_entry** list, u32* count) {
     u32 code = 0;
     if (refused(&code)) return code;
     const pugi::xml_node found = find_node(inst, top, node);

@@ -30,7 +30,10 @@ int mac_drv_init(u32 module_id, const char* name) {
         results |= static_cast<u32>(mac_driver_create(row.medium));
     }
     if (results != 0) {
-        mac_log_error("mac drv init mac\xa3\xba" "driver create fail ret = %u", results);
+        mac_log_error(
+            "mac drv init mac\xa3\xba"
+            "driver create fail ret = %u",
+            results);
     }
     return 0;
 }

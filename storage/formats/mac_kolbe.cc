@@ -44,8 +44,8 @@ u32 check_set_arguments(const u8* mac, u32 num, const u8* buf, u32 buf_len, cons
     return MAC_OK;
 }
 
-u32 check_get_arguments(const u8* buf, u32 buf_len, const u64* flag, const u8* mac,
-                        const u32* num, const u32* crc) {
+u32 check_get_arguments(const u8* buf, u32 buf_len, const u64* flag, const u8* mac, const u32* num,
+                        const u32* crc) {
     if (flag == nullptr || mac == nullptr || num == nullptr || crc == nullptr) {
         return MAC_NULL_POINTER;
     }
@@ -61,8 +61,7 @@ void mac_kolbe_nocrc_get_flag(u64* flag) { flag_of(kNoneTag, flag); }
 u32 mac_kolbe_incrc_get_size(u32 num) { return static_cast<u32>(record_size(num)); }
 u32 mac_kolbe_nocrc_get_size(u32 num) { return static_cast<u32>(record_size(num)); }
 
-u32 mac_kolbe_incrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag,
-                               u32* crc) {
+u32 mac_kolbe_incrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag, u32* crc) {
     const u32 result = check_set_arguments(mac, num, buf, buf_len, flag, crc);
     if (result != MAC_OK) return result;
     mac_kolbe_incrc_get_flag(flag);
@@ -79,8 +78,7 @@ u32 mac_kolbe_incrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64
     return MAC_OK;
 }
 
-u32 mac_kolbe_nocrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag,
-                               u32* crc) {
+u32 mac_kolbe_nocrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag, u32* crc) {
     const u32 result = check_set_arguments(mac, num, buf, buf_len, flag, crc);
     if (result != MAC_OK) return result;
     mac_kolbe_nocrc_get_flag(flag);
@@ -93,8 +91,7 @@ u32 mac_kolbe_nocrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64
     return MAC_OK;
 }
 
-u32 mac_kolbe_incrc_get_format(const u8* buf, u32 buf_len, u64* flag, u8* mac, u32* num,
-                               u32* crc) {
+u32 mac_kolbe_incrc_get_format(const u8* buf, u32 buf_len, u64* flag, u8* mac, u32* num, u32* crc) {
     const u32 result = check_get_arguments(buf, buf_len, flag, mac, num, crc);
     if (result != MAC_OK) return result;
     u32 tag = 0;
@@ -115,8 +112,7 @@ u32 mac_kolbe_incrc_get_format(const u8* buf, u32 buf_len, u64* flag, u8* mac, u
     return MAC_OK;
 }
 
-u32 mac_kolbe_nocrc_get_format(const u8* buf, u32 buf_len, u64* flag, u8* mac, u32* num,
-                               u32* crc) {
+u32 mac_kolbe_nocrc_get_format(const u8* buf, u32 buf_len, u64* flag, u8* mac, u32* num, u32* crc) {
     const u32 result = check_get_arguments(buf, buf_len, flag, mac, num, crc);
     if (result != MAC_OK) return result;
     mac_kolbe_nocrc_get_flag(flag);

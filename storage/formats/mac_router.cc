@@ -11,9 +11,9 @@ namespace {
 constexpr u8 kTag[] = {'M', 'A', 'C', 'R', 'E', 'A', 'D', 'Y'};
 constexpr u32 kTagAt = 4;
 constexpr u32 kListAt = 12;
-constexpr u32 kOverhead = 16;       // length, tag and trailer
-constexpr u32 kReadableMin = 22;    // one address
-constexpr u32 kLengthMin = 14;      // tag and one address
+constexpr u32 kOverhead = 16;     // length, tag and trailer
+constexpr u32 kReadableMin = 22;  // one address
+constexpr u32 kLengthMin = 14;    // tag and one address
 constexpr u32 kFixedTrailer = 0xA5A5E7E7;
 
 // The record size for num addresses; true arithmetic, so that an absurd count is
@@ -92,13 +92,11 @@ void mac_router_nocrc_get_flag(u64* flag) { mac_router_incrc_get_flag(flag); }
 u32 mac_router_incrc_get_size(u32 num) { return static_cast<u32>(record_size(num)); }
 u32 mac_router_nocrc_get_size(u32 num) { return static_cast<u32>(record_size(num)); }
 
-u32 mac_router_incrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag,
-                                u32* crc) {
+u32 mac_router_incrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag, u32* crc) {
     return set_format<CrcTrailer>(mac, num, buf, buf_len, flag, crc);
 }
 
-u32 mac_router_nocrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag,
-                                u32* crc) {
+u32 mac_router_nocrc_set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag, u32* crc) {
     return set_format<FixedTrailer>(mac, num, buf, buf_len, flag, crc);
 }
 

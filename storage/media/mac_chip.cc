@@ -7,14 +7,10 @@
 
 namespace {
 
-constexpr char kFlashRead[] =
-    "mac inst 0x%x flash_r chip[0x%x-0x%x] len[%d] invalid ret[0x%x].";
-constexpr char kFlashWrite[] =
-    "mac inst 0x%x flash_w chip[0x%x-0x%x] len[%d] invalid ret[0x%x].";
-constexpr char kEepromRead[] =
-    "mac inst 0x%x e2prom_r chip[0x%x-0x%x] len[%d] invalid ret[0x%x].";
-constexpr char kEepromWrite[] =
-    "mac inst 0x%x e2prom_w chip[0x%x-0x%x] len[%d] invalid ret[0x%x].";
+constexpr char kFlashRead[] = "mac inst 0x%x flash_r chip[0x%x-0x%x] len[%d] invalid ret[0x%x].";
+constexpr char kFlashWrite[] = "mac inst 0x%x flash_w chip[0x%x-0x%x] len[%d] invalid ret[0x%x].";
+constexpr char kEepromRead[] = "mac inst 0x%x e2prom_r chip[0x%x-0x%x] len[%d] invalid ret[0x%x].";
+constexpr char kEepromWrite[] = "mac inst 0x%x e2prom_w chip[0x%x-0x%x] len[%d] invalid ret[0x%x].";
 
 // Passes a service's result through and logs a failure.
 template <size_t N>
@@ -26,8 +22,7 @@ u32 noted(const char (&format)[N], u32 inst, u32 chip, u32 offset, u32 len, u32 
 }  // namespace
 
 u32 mac_flash_read(u32 inst, const char* /*name*/, u32 chip, u32 offset, u8* buf, u32 len) {
-    return noted(kFlashRead, inst, chip, offset, len,
-                 drv_flash_read(inst, chip, offset, buf, len));
+    return noted(kFlashRead, inst, chip, offset, len, drv_flash_read(inst, chip, offset, buf, len));
 }
 
 u32 mac_flash_write(u32 inst, const char* /*name*/, u32 chip, u32 offset, u8* buf, u32 len) {

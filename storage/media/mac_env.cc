@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-#include "storage/media/mac_media.h"
-
 #include "base/log.h"
 #include "base/status.h"
 #include "base/text.h"
@@ -9,6 +7,7 @@
 #include "platform/env.h"
 #include "storage/formats/mac_mesg.h"
 #include "storage/formats/mac_qolt.h"
+#include "storage/media/mac_media.h"
 
 namespace {
 
@@ -96,8 +95,8 @@ u32 mac_env_read(u32 inst, const char* name, u32 /*chip*/, u32 /*offset*/, u8* b
     char count_text[kMacEnvText] = {};
     char mac_text[kMacEnvText] = {};
     u32 count_missing = 0;
-    const u32 result = static_cast<u32>(
-        mac_env_read_inf(name, &count_missing, count_text, mac_text, count_name));
+    const u32 result =
+        static_cast<u32>(mac_env_read_inf(name, &count_missing, count_text, mac_text, count_name));
     if (result != 0) {
         mac_log_notice("inst 0x%x name %s mac read invalid ret[0x%x].", inst, count_name, result);
         return result;

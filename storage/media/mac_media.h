@@ -31,14 +31,12 @@ inline constexpr u32 kMacEnvText = 64;
 // Also returns MAC_FAIL when buf is null, len is above 64 or the count variable's
 // name cannot be formed. A failing count variable leaves the address variable
 // alone; a success has saved the environment twice.
-[[nodiscard]] u32 mac_env_write(u32 inst, const char* name, u32 chip, u32 offset, u8* buf,
-                                u32 len);
+[[nodiscard]] u32 mac_env_write(u32 inst, const char* name, u32 chip, u32 offset, u8* buf, u32 len);
 
 // Always fills 16 bytes of buf, whatever len is. Also returns MAC_FAIL when buf is
 // null or the count variable's name cannot be formed. A missing count means 16
 // addresses. The address text is not checked.
-[[nodiscard]] u32 mac_env_read(u32 inst, const char* name, u32 chip, u32 offset, u8* buf,
-                               u32 len);
+[[nodiscard]] u32 mac_env_read(u32 inst, const char* name, u32 chip, u32 offset, u8* buf, u32 len);
 
 // Fetches both texts; the three buffers hold kMacEnvText bytes each. Returns 0,
 // -1, or the service's code for the address variable.

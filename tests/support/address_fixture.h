@@ -11,20 +11,19 @@
 
 namespace test {
 
-
 // Type 0 on flash and EEPROM, type 1 main only, type 2 spare only, type 3 a router
 // record, type 4 Kolbe with a main copy alone.
 class AddressTest : public ServiceTest {
 protected:
     AddressTest() {
-        use_board(board_with(
-            tree_xml(entry_xml(0, 0, "drv_mac_flash", 45, 0x4c0, 16) +
-                               entry_xml(1, 1, "drv_mac_eeprom", 264, 0x100, 16) +
-                               entry_xml(2, 3, "drv_mac_router_in_crc", 264, 0x200, 8) +
-                               entry_xml(3, 4, "drv_mac_kolbe_in_crc", 264, 0x400, 4),
-                           entry_xml(0, 0, "drv_mac_eeprom", 265, 0x10, 16) +
-                               entry_xml(1, 2, "drv_mac_eeprom", 265, 0x20, 16) +
-                               entry_xml(2, 3, "drv_mac_router_in_crc", 265, 0x200, 8))));
+        use_board(
+            board_with(tree_xml(entry_xml(0, 0, "drv_mac_flash", 45, 0x4c0, 16) +
+                                    entry_xml(1, 1, "drv_mac_eeprom", 264, 0x100, 16) +
+                                    entry_xml(2, 3, "drv_mac_router_in_crc", 264, 0x200, 8) +
+                                    entry_xml(3, 4, "drv_mac_kolbe_in_crc", 264, 0x400, 4),
+                                entry_xml(0, 0, "drv_mac_eeprom", 265, 0x10, 16) +
+                                    entry_xml(1, 2, "drv_mac_eeprom", 265, 0x20, 16) +
+                                    entry_xml(2, 3, "drv_mac_router_in_crc", 265, 0x200, 8))));
         EXPECT_EQ(set_mac_init(0xffffffff), 0u);
         take_log();
     }

@@ -91,16 +91,16 @@ std::string board_with(const std::string& trees) {
            trees + "</board>";
 }
 
-std::string entry_xml(u32 index, u32 id, const std::string& driver, u32 chip, u32 channel,
-                      u32 num, const std::string& name) {
+std::string entry_xml(u32 index, u32 id, const std::string& driver, u32 chip, u32 channel, u32 num,
+                      const std::string& name) {
     return text(R"(<entry%u id="%u" drv_name="%s" chip_id="%u" channel="%u" mac_num="%u")", index,
                 id, driver.c_str(), chip, channel, num) +
            (name.empty() ? "" : " storage_name=\"" + name + "\"") + "/>";
 }
 
 std::string tree_xml(const std::string& main, const std::string& spare) {
-    return "<mac_mng><mac_storage_main>" + main + "</mac_storage_main><mac_storage_spare>" +
-           spare + "</mac_storage_spare></mac_mng>";
+    return "<mac_mng><mac_storage_main>" + main + "</mac_storage_main><mac_storage_spare>" + spare +
+           "</mac_storage_spare></mac_mng>";
 }
 
 }  // namespace test

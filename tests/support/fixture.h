@@ -75,8 +75,8 @@ protected:
 std::string board_with(const std::string& trees);
 
 // One storage entry element.
-std::string entry_xml(u32 index, u32 id, const std::string& driver, u32 chip, u32 channel,
-                      u32 num, const std::string& name = "");
+std::string entry_xml(u32 index, u32 id, const std::string& driver, u32 chip, u32 channel, u32 num,
+                      const std::string& name = "");
 
 // The tree of an instance from its main and spare entries.
 std::string tree_xml(const std::string& main, const std::string& spare);

@@ -32,11 +32,10 @@ std::string Folder::read(const std::string& name) const {
 }
 
 Outcome run(const Folder& folder, const std::string& command) {
-    const std::string line = "cd '" + folder.path("").string() + "' && { " + command +
-                             "; } >.out 2>.err </dev/null";
+    const std::string line =
+        "cd '" + folder.path("").string() + "' && { " + command + "; } >.out 2>.err </dev/null";
     const int status = std::system(line.c_str());
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read(".out"),
-            folder.read(".err")};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, folder.read(".out"), folder.read(".err")};
 }
 
 }  // namespace test

@@ -10,7 +10,6 @@ namespace {
 
 using test::Record;
 
-
 struct Nor {
     host::MemoryStore* store;
     host::FlashMedium medium;
@@ -19,8 +18,7 @@ struct Nor {
 Nor make_nor(u32 size, u32 erase) {
     auto store = std::make_unique<host::MemoryStore>(size);
     host::MemoryStore* const raw = store.get();
-    return {raw,
-            host::FlashMedium(std::make_unique<host::EmulatedNor>(std::move(store), erase))};
+    return {raw, host::FlashMedium(std::make_unique<host::EmulatedNor>(std::move(store), erase))};
 }
 
 TEST(HostFlash, Programming_OnlyClearsBits) {
@@ -61,11 +59,7 @@ TEST(HostFlash, Write_SettingBits_ErasesAndKeepsForeignBytes) {
     EXPECT_EQ(nor.medium.write(14, Record{0xaa, 0xbb, 0xcc, 0xdd}), 0u) << "over two blocks";
     EXPECT_EQ(nor.medium.traffic().erases, 2u);
     for (u8 i = 0; i < 64; ++i) {
-        const u8 expected = i == 14   ? 0xaa
-                            : i == 15 ? 0xbb
-                            : i == 16 ? 0xcc
-                            : i == 17 ? 0xdd
-                                      : i;
+        const u8 expected = i == 14 ? 0xaa : i == 15 ? 0xbb : i == 16 ? 0xcc : i == 17 ? 0xdd : i;
         EXPECT_EQ(nor.store->bytes()[i], expected) << int{i};
     }
 }

@@ -68,9 +68,10 @@ TEST_F(HostServices, HexDigits_OtherCharactersLeaveTheValue) {
 }
 
 TEST_F(HostServices, InstanceTrees_AreNeverShared) {
-    use_board(test::board_with("<mac_mng><mac/></mac_mng>"
-                               "<instance id=\"0x3\"><mac_mng><mac><e/></mac></mac_mng></instance>"
-                               "<instance id=\"4\"/>"));
+    use_board(
+        test::board_with("<mac_mng><mac/></mac_mng>"
+                         "<instance id=\"0x3\"><mac_mng><mac><e/></mac></mac_mng></instance>"
+                         "<instance id=\"4\"/>"));
     u32 count = 9;
     EXPECT_EQ(xml_get_entry_num(0xffffffff, "mac_mng", "mac", &count), 0u);
     EXPECT_EQ(count, 0u);

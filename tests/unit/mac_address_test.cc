@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // Reads, repairs and changes of a block through the exported functions.
+#include "service/mac_address.h"
+
 #include "config/mac_config.h"
 #include "core/mac_data.h"
 #include "mac_mng/mac_mng.h"
 #include "platform/common/service_status.h"
-#include "service/mac_address.h"
 #include "tests/support/address_fixture.h"
 
 namespace {
@@ -67,11 +68,10 @@ TEST_F(MacService, Read_BothCopiesBad_WritesNothing) {
     EXPECT_EQ(mac, Mac{});
     EXPECT_EQ(stored("flash", 0x4c0), test::hex(bad));
     EXPECT_EQ(stored("eeprom-265", 0x10), test::hex(bad));
-    EXPECT_EQ(take_log(),
-              (Log{{1, "mac inst 0xffffffff type 0 area 0 format fail 0x811601a7."},
-                   {1, "mac inst 0xffffffff type 0 area 1 format fail 0x811601a7."},
-                   {1, "mac inst 0xffffffff type 0 data store fail -2129264217."},
-                   {1, "mac inst 0xffffffff get type[0] addr failed 0x811601a7."}}));
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0xffffffff type 0 area 0 format fail 0x811601a7."},
+                               {1, "mac inst 0xffffffff type 0 area 1 format fail 0x811601a7."},
+                               {1, "mac inst 0xffffffff type 0 data store fail -2129264217."},
+                               {1, "mac inst 0xffffffff get type[0] addr failed 0x811601a7."}}));
 }
 
 TEST_F(MacService, MediumFails_AdaptersLineComesFirst) {
@@ -83,8 +83,7 @@ TEST_F(MacService, MediumFails_AdaptersLineComesFirst) {
     ASSERT_GE(log.size(), 2u);
     EXPECT_EQ(log[0].text,
               "mac inst 0xffffffff flash_r chip[0x2d-0x4c0] len[16] invalid ret[0x82000003].");
-    EXPECT_EQ(log[1].text,
-              "mac inst 0xffffffff type 0 area 0 read unsuccessfully 0x82000003.");
+    EXPECT_EQ(log[1].text, "mac inst 0xffffffff type 0 area 0 read unsuccessfully 0x82000003.");
 }
 
 TEST_F(MacService, SetAddrNum_StoresBoth_WithoutARefresh) {
@@ -125,14 +124,14 @@ TEST_F(MacService, SetAddr_AfterFailedRefresh_StoresTheResetCount) {
     // Both copies are erased: the refresh fails, resets the area, and the write
     // goes on with the count 0xffff that the reset left.
     EXPECT_EQ(drv_mac_set_addr(kInst, 0, kBase.data()), 0u);
-    EXPECT_EQ(take_log(),
-              (Log{{1, "mac inst 0xffffffff type 0 area 0 format fail 0x811601ae."},
-                   {1, "mac inst 0xffffffff type 0 area 1 format fail 0x811601ae."},
-                   {1, "mac inst 0xffffffff type 0 data store fail -1."},
-                   {1, "set mac addr: mac func data read unsuccessfully.ret=0xffffffff,"
-                       "inst=0xffffffff,type=0."},
-                   {2, "mac inst 0xffffffff type 0 copy[0->1] write OK."},
-                   {2, "mac inst 0xffffffff type 0 sync[0->1] store OK."}}));
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0xffffffff type 0 area 0 format fail 0x811601ae."},
+                               {1, "mac inst 0xffffffff type 0 area 1 format fail 0x811601ae."},
+                               {1, "mac inst 0xffffffff type 0 data store fail -1."},
+                               {1,
+                                "set mac addr: mac func data read unsuccessfully.ret=0xffffffff,"
+                                "inst=0xffffffff,type=0."},
+                               {2, "mac inst 0xffffffff type 0 copy[0->1] write OK."},
+                               {2, "mac inst 0xffffffff type 0 sync[0->1] store OK."}}));
     EXPECT_EQ(stored("flash", 0x4c0), test::hex(test::qolt(kBase, 0xffff)));
     u32 num = 0;
     EXPECT_EQ(drv_mac_get_num(kInst, 0, &num), kInvalid);
@@ -142,8 +141,9 @@ TEST_F(MacService, SetAddr_AfterFailedRefresh_StoresTheResetCount) {
 TEST_F(MacService, SetNum_AfterFailedRefresh_StoresAZeroAddress) {
     EXPECT_EQ(drv_mac_set_num(kInst, 0, 5), 0u);
     const Log log = take_log();
-    EXPECT_EQ(log[3].text, "set mac num: mac func data read unsucessfully.ret=0xffffffff,"
-                           "inst=0xffffffff,type=0.");
+    EXPECT_EQ(log[3].text,
+              "set mac num: mac func data read unsucessfully.ret=0xffffffff,"
+              "inst=0xffffffff,type=0.");
     EXPECT_EQ(stored("flash", 0x4c0), test::hex(test::qolt({}, 5)));
     Mac mac = kBase;
     EXPECT_EQ(drv_mac_get_addr(kInst, 0, mac.data(), 6), kInvalid);
@@ -152,8 +152,7 @@ TEST_F(MacService, SetNum_AfterFailedRefresh_StoresAZeroAddress) {
 
 TEST_F(MacService, SetAddr_AfterFailedRefresh_RouterIsRefusedByItsLength) {
     EXPECT_EQ(drv_mac_set_addr(kInst, 3, kBase.data()), kArgument);
-    EXPECT_EQ(take_log().back().text,
-              "mac inst 0xffffffff type 3 area 0 format write fail.");
+    EXPECT_EQ(take_log().back().text, "mac inst 0xffffffff type 3 area 0 format write fail.");
 }
 
 TEST_F(MacService, ResetKolbeArea_StaysRefused_UntilASetWithAFittingCount) {
@@ -162,8 +161,7 @@ TEST_F(MacService, ResetKolbeArea_StaysRefused_UntilASetWithAFittingCount) {
     put("eeprom-264", 0x400, test::kolbe(kBase, 4, true));
     take_log();
     EXPECT_EQ(drv_mac_get_num(kInst, 4, &num), kFail);
-    EXPECT_EQ(take_log()[0].text,
-              "mac inst 0xffffffff type 4 area 0 format fail 0x811601a2.")
+    EXPECT_EQ(take_log()[0].text, "mac inst 0xffffffff type 4 area 0 format fail 0x811601a2.")
         << "the reset count 0xffff does not fit the record";
     EXPECT_EQ(drv_mac_set_addr_num(kInst, 4, 4, kBase.data()), 0u);
     EXPECT_EQ(drv_mac_get_num(kInst, 4, &num), 0u);
@@ -173,8 +171,8 @@ TEST_F(MacService, ResetKolbeArea_StaysRefused_UntilASetWithAFittingCount) {
 TEST_F(MacService, AbsurdConfiguredCount_IsRefusedByTheLengthCheck) {
     // 6 * 0x2aaaaaab + 16 has the low 32 bits 18: a record of 18 bytes is made, and
     // never walked.
-    use_board(test::board_with(test::tree_xml(
-        test::entry_xml(0, 0, "drv_mac_router_in_crc", 264, 0, 0x2aaaaaab), "")));
+    use_board(test::board_with(
+        test::tree_xml(test::entry_xml(0, 0, "drv_mac_router_in_crc", 264, 0, 0x2aaaaaab), "")));
     drv_mac_deinit(kInst);
     ASSERT_EQ(drv_mac_init(kInst), 0u);
     EXPECT_EQ(mac_data_find_by_instid(kInst, 0)->area[0].len, 18u);
@@ -186,9 +184,9 @@ TEST_F(MacService, AbsurdConfiguredCount_IsRefusedByTheLengthCheck) {
 
 TEST_F(MacService, KolbePair_DifferentBlocks_LookEqual) {
     // The constant check value cannot tell two Kolbe records apart.
-    use_board(test::board_with(
-        test::tree_xml(test::entry_xml(0, 0, "drv_mac_kolbe_in_crc", 264, 0, 2),
-                       test::entry_xml(0, 0, "drv_mac_kolbe_in_crc", 265, 0, 2))));
+    use_board(
+        test::board_with(test::tree_xml(test::entry_xml(0, 0, "drv_mac_kolbe_in_crc", 264, 0, 2),
+                                        test::entry_xml(0, 0, "drv_mac_kolbe_in_crc", 265, 0, 2))));
     drv_mac_deinit(kInst);
     ASSERT_EQ(drv_mac_init(kInst), 0u);
     put("eeprom-264", 0, test::kolbe(kBase, 2, true));

@@ -313,8 +313,7 @@ mac_cfg_entry record_of(const char* driver, u32 inst, u32 type, u32 partition) {
 
 TEST_F(MacCfg, FlashDefault_EveryRow) {
     load("");
-    const std::pair<u32, u32> rows[] = {
-        {1, 0x4b0}, {4, 0x4b0}, {0, 0x4c0}, {2, 0x4d0}, {3, 0x570}};
+    const std::pair<u32, u32> rows[] = {{1, 0x4b0}, {4, 0x4b0}, {0, 0x4c0}, {2, 0x4d0}, {3, 0x570}};
     for (const auto& [type, offset] : rows) {
         mac_cfg_entry record = record_of("drv_mac_flash", 1, type, 0);
         EXPECT_EQ(drv_mac_set_default_cfg(&record), 0u);
@@ -349,8 +348,8 @@ TEST_F(MacCfg, EepromDefault_EveryRow) {
         u32 partition;
         u32 type;
         u32 offset;
-    } rows[] = {{0, 1, 0x0}, {0, 0, 0x10}, {0, 2, 0x20}, {1, 2, 0x0}, {2, 1, 0x0},
-                {2, 0, 0x10}, {2, 2, 0x20}, {3, 1, 0x0}, {3, 0, 0x10}};
+    } rows[] = {{0, 1, 0x0},  {0, 0, 0x10}, {0, 2, 0x20}, {1, 2, 0x0}, {2, 1, 0x0},
+                {2, 0, 0x10}, {2, 2, 0x20}, {3, 1, 0x0},  {3, 0, 0x10}};
     for (const auto& row : rows) {
         for (const u32 inst : {0xffffffffu, 0u}) {
             mac_cfg_entry record = record_of("drv_mac_eeprom", inst, row.type, row.partition);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // The pipeline of one area, over scripted drivers.
-#include "core/mac_area.h"
 #include "core/mac_data_io.h"
+
+#include "core/mac_area.h"
 #include "tests/support/data_fixture.h"
 
 namespace {
@@ -17,7 +18,6 @@ constexpr u32 kNotSupported = 0x811601a4;
 constexpr u32 kLacks = 0x811601a5;
 
 using MacDataIo = test::DataTest;
-
 
 TEST_F(MacDataIo, GetData_NoneAndNotSupported_AreDifferent) {
     ASSERT_EQ(mac_data_create(kInst, 2), 0);
@@ -36,9 +36,8 @@ TEST_F(MacDataIo, GetData_NoneAndNotSupported_AreDifferent) {
 TEST_F(MacDataIo, GetData_DataSetVanishesInBetween_IsNotFollowed) {
     create_both(2);
     host::faults().clear();
-    host::faults().at_use(Call::kSpinLock, 2, [] {
-        mac_data_remove(mac_data_find_by_instid(kInst, 2));
-    });
+    host::faults().at_use(Call::kSpinLock, 2,
+                          [] { mac_data_remove(mac_data_find_by_instid(kInst, 2)); });
     EXPECT_FALSE(mac_area_present(mac_get_data(kInst, 2, 0)));
     EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 find mng no exist."}}));
 }
@@ -121,9 +120,9 @@ TEST_F(MacDataIo, Read_LogsTheRecordInLinesOfThirtyTwo) {
                         counting(32 * i, 32) + "."});
         }
         if (c.tail != 0) {
-            expected.push_back({3, text("mac inst 0x1f type %u area 0 rw 0 indx[%u]:", type,
-                                        c.full) +
-                                       counting(32 * c.full, c.tail) + "."});
+            expected.push_back(
+                {3, text("mac inst 0x1f type %u area 0 rw 0 indx[%u]:", type, c.full) +
+                        counting(32 * c.full, c.tail) + "."});
         }
         expected.push_back({3, text("mac inst 0x1f type %u area 0 rw 0 "
                                     "data[0x99-0x1234-0x4-02-00-00-00-00-01] .",
@@ -146,9 +145,9 @@ TEST_F(MacDataIo, Read_ParseFails_LogsTheRecordAndTheCode) {
     create_both(2);
     main_script().parse_result = 0x811601a7;
     EXPECT_EQ(mac_data_read(kInst, 2, 0), 0x811601a7u);
-    EXPECT_EQ(take_log(3), (Log{{3, "mac inst 0x1f type 2 area 0 rw 0 indx[0]:" + counting(0, 16) +
-                                        "."},
-                                {1, "mac inst 0x1f type 2 area 0 format fail 0x811601a7."}}));
+    EXPECT_EQ(take_log(3),
+              (Log{{3, "mac inst 0x1f type 2 area 0 rw 0 indx[0]:" + counting(0, 16) + "."},
+                   {1, "mac inst 0x1f type 2 area 0 format fail 0x811601a7."}}));
 }
 
 TEST_F(MacDataIo, Write_LogsRecordAndSummary) {
@@ -157,8 +156,9 @@ TEST_F(MacDataIo, Write_LogsRecordAndSummary) {
     std::string filled;
     for (int i = 0; i < 16; ++i) filled += "b0";
     EXPECT_EQ(take_log(3), (Log{{3, "mac inst 0x1f type 2 area 0 rw 1 indx[0]:" + filled + "."},
-                                {3, "mac inst 0x1f type 2 area 0 rw 1 "
-                                    "data[0x51-0x4321-0x10-00-00-00-00-00-00] ."}}));
+                                {3,
+                                 "mac inst 0x1f type 2 area 0 rw 1 "
+                                 "data[0x51-0x4321-0x10-00-00-00-00-00-00] ."}}));
 }
 
 TEST_F(MacDataIo, Write_BuildFails_NeverTouchesTheMedium) {

@@ -151,8 +151,8 @@ Log expected_log(bool spare, Copy main, Copy other, const Expected& e, Repair re
     if (repair == Repair::kBuildFails) log.push_back({1, who + "format write fail."});
     if (repair == Repair::kWriteFails) log.push_back({1, who + "write data fail."});
     if (repair == Repair::kWorks) {
-        log.push_back({2, text("mac inst 0x1f type 2 copy[%d->%d] write OK.", 1 - e.target,
-                               e.target)});
+        log.push_back(
+            {2, text("mac inst 0x1f type 2 copy[%d->%d] write OK.", 1 - e.target, e.target)});
     }
     return log;
 }
@@ -193,16 +193,15 @@ TEST_P(MacDecision, InitStore_DoesWhatTheTableSays) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    CrossProduct, MacDecision,
-    ::testing::Combine(::testing::Bool(),
-                       ::testing::Values(Copy::kGood, Copy::kBadCheck, Copy::kUnreadable,
-                                         Copy::kWrongTag),
-                       ::testing::Values(Copy::kGood, Copy::kBadCheck, Copy::kUnreadable,
-                                         Copy::kWrongTag),
-                       ::testing::Bool(),
-                       ::testing::Values(Repair::kWorks, Repair::kBuildFails,
-                                         Repair::kWriteFails)));
+INSTANTIATE_TEST_SUITE_P(CrossProduct, MacDecision,
+                         ::testing::Combine(::testing::Bool(),
+                                            ::testing::Values(Copy::kGood, Copy::kBadCheck,
+                                                              Copy::kUnreadable, Copy::kWrongTag),
+                                            ::testing::Values(Copy::kGood, Copy::kBadCheck,
+                                                              Copy::kUnreadable, Copy::kWrongTag),
+                                            ::testing::Bool(),
+                                            ::testing::Values(Repair::kWorks, Repair::kBuildFails,
+                                                              Repair::kWriteFails)));
 
 TEST_F(MacSync, InitStore_MediumSaysMismatchItself_CountsAsMismatch) {
     create(true, true);
@@ -275,9 +274,8 @@ TEST_F(MacSync, ReadCheck_DataSetVanishes_Fails) {
     u32 crc = 0;
     ASSERT_EQ(mac_data_read_check(kInst, kType, 0, &crc), 0u);
     const unsigned locks = host::faults().uses(Call::kSpinLock);
-    host::faults().at_use(Call::kSpinLock, locks - 1, [] {
-        mac_data_remove(mac_data_find_by_instid(kInst, kType));
-    });
+    host::faults().at_use(Call::kSpinLock, locks - 1,
+                          [] { mac_data_remove(mac_data_find_by_instid(kInst, kType)); });
     EXPECT_EQ(mac_data_read_check(kInst, kType, 0, &crc), kFail);
 }
 

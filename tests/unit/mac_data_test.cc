@@ -75,8 +75,9 @@ TEST_F(MacData, Create_UnboundDriver_GivesAOneByteRecord) {
     EXPECT_EQ(mac_data_create(kInst, 2), 0);
     EXPECT_EQ(take_log(),
               (Log{{1, "mac inst 0x1f type 2 area 0 driver uninstall"},
-                   {1, "mac area config\xa3\xbamac get flag fail.ret 2165703076 inst 0x1f type 2 "
-                       "area 0"},
+                   {1,
+                    "mac area config\xa3\xbamac get flag fail.ret 2165703076 inst 0x1f type 2 "
+                    "area 0"},
                    {1, "mac inst 0x1f type 2 area 0 driver uninstall"}}));
     EXPECT_EQ(area(2, 0).support, 1u);
     EXPECT_EQ(area(2, 0).len, 1u);
@@ -135,11 +136,13 @@ TEST_F(MacData, Config_EmptySlots_AreReportedAndPassed) {
     EXPECT_EQ(mac_data_create(kInst, 2), 0);
     EXPECT_EQ(take_log(),
               (Log{{1, "mac inst 0x1f type 2 area 0 get_flag uninstall"},
-                   {1, "mac area config\xa3\xbamac get flag fail.ret 2165703077 inst 0x1f type 2 "
-                       "area 0"},
+                   {1,
+                    "mac area config\xa3\xbamac get flag fail.ret 2165703077 inst 0x1f type 2 "
+                    "area 0"},
                    {1, "mac inst 0x1f type 2 area 0 get_size uninstall"},
-                   {1, "mac area config\xa3\xbamac get size fail.ret 2165703077 inst 0x1f type 2 "
-                       "area 0"}}));
+                   {1,
+                    "mac area config\xa3\xbamac get size fail.ret 2165703077 inst 0x1f type 2 "
+                    "area 0"}}));
     EXPECT_EQ(area(2, 0).support, 1u);
     EXPECT_EQ(area(2, 0).len, 1u);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // The diagnostic attributes.
 #include "control/mac_diag.h"
+
 #include "platform/host/device_service.h"
 #include "platform/host/memory_service.h"
 #include "tests/support/fixture.h"
@@ -9,7 +10,6 @@ namespace {
 
 using host::Call;
 using test::Log;
-
 
 class MacDiag : public test::PlatformTest {
 protected:
@@ -70,8 +70,8 @@ TEST_F(MacDiag, Init_Refusals_Fail) {
 TEST_F(MacDiag, Init_GroupRefused_GivesItsCode) {
     host::faults().fail(Call::kSysfsCreate, 1, 0x11);
     EXPECT_EQ(mac_diag_init(22, "mac_mng"), 0x11u);
-    EXPECT_EQ(take_log(), (Log{{2, "mac enter initialize diag."},
-                               {1, "mac diag create group mac_mng fail"}}));
+    EXPECT_EQ(take_log(),
+              (Log{{2, "mac enter initialize diag."}, {1, "mac diag create group mac_mng fail"}}));
     EXPECT_TRUE(host::diag_filelists().empty());
 }
 

@@ -22,35 +22,77 @@ struct Expected {
 };
 
 const Expected kExpected[] = {
-    {0, "drv_mac_flash",
-     {{}, mac_qolt_get_flag, mac_qolt_get_size, mac_qolt_set_format, mac_qolt_get_format,
-      mac_flash_write, mac_flash_read}},
-    {1, "drv_mac_eeprom",
-     {{}, mac_qolt_get_flag, mac_qolt_get_size, mac_qolt_set_format, mac_qolt_get_format,
-      mac_eeprom_write, mac_eeprom_read}},
-    {3, "drv_mac_env",
-     {{}, mac_qolt_get_flag, mac_qolt_get_size, mac_qolt_set_format, mac_qolt_get_format,
-      mac_env_write, mac_env_read}},
-    {4, "drv_mac_kolbe_no_crc",
-     {{}, mac_kolbe_nocrc_get_flag, mac_kolbe_nocrc_get_size, mac_kolbe_nocrc_set_format,
-      mac_kolbe_nocrc_get_format, mac_eeprom_write, mac_eeprom_read}},
-    {5, "drv_mac_router_no_crc",
-     {{}, mac_router_nocrc_get_flag, mac_router_nocrc_get_size, mac_router_nocrc_set_format,
-      mac_router_nocrc_get_format, mac_eeprom_write, mac_eeprom_read}},
-    {6, "drv_mac_kolbe_in_crc",
-     {{}, mac_kolbe_incrc_get_flag, mac_kolbe_incrc_get_size, mac_kolbe_incrc_set_format,
-      mac_kolbe_incrc_get_format, mac_eeprom_write, mac_eeprom_read}},
-    {7, "drv_mac_router_in_crc",
-     {{}, mac_router_incrc_get_flag, mac_router_incrc_get_size, mac_router_incrc_set_format,
-      mac_router_incrc_get_format, mac_eeprom_write, mac_eeprom_read}},
+    {0,
+     "drv_mac_flash",
+     {{},
+      mac_qolt_get_flag,
+      mac_qolt_get_size,
+      mac_qolt_set_format,
+      mac_qolt_get_format,
+      mac_flash_write,
+      mac_flash_read}},
+    {1,
+     "drv_mac_eeprom",
+     {{},
+      mac_qolt_get_flag,
+      mac_qolt_get_size,
+      mac_qolt_set_format,
+      mac_qolt_get_format,
+      mac_eeprom_write,
+      mac_eeprom_read}},
+    {3,
+     "drv_mac_env",
+     {{},
+      mac_qolt_get_flag,
+      mac_qolt_get_size,
+      mac_qolt_set_format,
+      mac_qolt_get_format,
+      mac_env_write,
+      mac_env_read}},
+    {4,
+     "drv_mac_kolbe_no_crc",
+     {{},
+      mac_kolbe_nocrc_get_flag,
+      mac_kolbe_nocrc_get_size,
+      mac_kolbe_nocrc_set_format,
+      mac_kolbe_nocrc_get_format,
+      mac_eeprom_write,
+      mac_eeprom_read}},
+    {5,
+     "drv_mac_router_no_crc",
+     {{},
+      mac_router_nocrc_get_flag,
+      mac_router_nocrc_get_size,
+      mac_router_nocrc_set_format,
+      mac_router_nocrc_get_format,
+      mac_eeprom_write,
+      mac_eeprom_read}},
+    {6,
+     "drv_mac_kolbe_in_crc",
+     {{},
+      mac_kolbe_incrc_get_flag,
+      mac_kolbe_incrc_get_size,
+      mac_kolbe_incrc_set_format,
+      mac_kolbe_incrc_get_format,
+      mac_eeprom_write,
+      mac_eeprom_read}},
+    {7,
+     "drv_mac_router_in_crc",
+     {{},
+      mac_router_incrc_get_flag,
+      mac_router_incrc_get_size,
+      mac_router_incrc_set_format,
+      mac_router_incrc_get_format,
+      mac_eeprom_write,
+      mac_eeprom_read}},
 };
 
 TEST_F(MacDriverTest, Init_RegistersTheSevenInOrder) {
     EXPECT_EQ(mac_drv_init(22, "mac_mng"), 0);
     Log expected = {{2, "mac enter initialize drv."}};
     for (const Expected& row : kExpected) {
-        expected.push_back({2, test::text("mac create medium[%u-%s] driver ret 0", row.medium,
-                                          row.name)});
+        expected.push_back(
+            {2, test::text("mac create medium[%u-%s] driver ret 0", row.medium, row.name)});
     }
     EXPECT_EQ(take_log(), expected);
     EXPECT_EQ(host::driver_count(), 7u);
@@ -109,7 +151,9 @@ TEST_F(MacDriverTest, Init_EveryCreateFails_StillSucceeds) {
     for (const Expected& row : kExpected) {
         expected.push_back({1, test::text("mac inst malloc medium %u driver fail.", row.medium)});
     }
-    expected.push_back({1, "mac drv init mac\xa3\xba" "driver create fail ret = 4294967295"});
+    expected.push_back({1,
+                        "mac drv init mac\xa3\xba"
+                        "driver create fail ret = 4294967295"});
     EXPECT_EQ(take_log(), expected);
 }
 

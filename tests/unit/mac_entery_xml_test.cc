@@ -115,9 +115,10 @@ TEST_F(MacEnteryXml, EntryCannotBeCreated_NextOneIs) {
     take_log();
     host::faults().fail(Call::kZalloc, 2);
     EXPECT_EQ(mac_config_xml_init(kDefault, "n"), 0);
-    EXPECT_EQ(take_log(),
-              (Log{{1, "mac inst 0xffffffff malloc entry[0x0-0x4d08] fail."},
-                   {1, "mac entery xml init\xa3\xba" "mac create entry fail ret = 4294967295"}}));
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0xffffffff malloc entry[0x0-0x4d08] fail."},
+                               {1,
+                                "mac entery xml init\xa3\xba"
+                                "mac create entry fail ret = 4294967295"}}));
     EXPECT_EQ(find(0, 0x4d08), nullptr);
     EXPECT_NE(find(1, 0x4d08), nullptr);
 }
@@ -147,9 +148,8 @@ TEST_F(MacEnteryXml, NodeNames_MatchExactly) {
     for (const char* const name : {"mac_storage_mai", "mac_storage_main2", ""}) {
         EXPECT_EQ(mac_entery_xml_func(name), nullptr);
         EXPECT_EQ(mac_entery_xml_ioctl(name), 0u);
-        EXPECT_EQ(take_log(),
-                  (Log{{1, test::text("mac entery %s find xml func fail.", name)},
-                       {1, test::text("mac entery %s find xml ioctl fail.", name)}}));
+        EXPECT_EQ(take_log(), (Log{{1, test::text("mac entery %s find xml func fail.", name)},
+                                   {1, test::text("mac entery %s find xml ioctl fail.", name)}}));
     }
 }
 

@@ -96,11 +96,10 @@ TEST_F(MacExport, List_Limits_AreLogged) {
 TEST_F(MacExport, List_TypeWithoutDataSet_LogsFourLines) {
     u8 out[6];
     EXPECT_EQ(drv_mac_get_addr_num(kInst, 6, 1, out, 6), kNotSupported);
-    EXPECT_EQ(take_log(),
-              (Log{{1, "mac inst 0xffffffff type 6 find mng no exist."},
-                   {1, "mac inst 0xffffffff type 6 find mng no exist."},
-                   {1, "mac inst 0xffffffff get type[6] info fail run -2129264220."},
-                   {1, "mac inst 0xffffffff type 6 num 1, get failed 0x811601a4."}}));
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0xffffffff type 6 find mng no exist."},
+                               {1, "mac inst 0xffffffff type 6 find mng no exist."},
+                               {1, "mac inst 0xffffffff get type[6] info fail run -2129264220."},
+                               {1, "mac inst 0xffffffff type 6 num 1, get failed 0x811601a4."}}));
 }
 
 TEST_F(MacExport, NullArguments_AreRefusedInSilence) {

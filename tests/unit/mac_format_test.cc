@@ -8,9 +8,9 @@
 
 namespace {
 
+using test::bytes;
 using test::Mac;
 using test::Record;
-using test::bytes;
 
 constexpr Mac kBase = {0x00, 0x11, 0x22, 0x33, 0x44, 0xfe};
 constexpr u32 kOk = 0;
@@ -63,8 +63,8 @@ struct Built {
 
 Built build(SetFormat set, const Mac& mac, u32 num, size_t length, u8 fill = 0) {
     Built built{0, Record(length, fill)};
-    built.result = set(mac.data(), num, built.buf.data(), static_cast<u32>(length), &built.flag,
-                       &built.crc);
+    built.result =
+        set(mac.data(), num, built.buf.data(), static_cast<u32>(length), &built.flag, &built.crc);
     return built;
 }
 
@@ -190,8 +190,8 @@ TEST_F(Formats, QoltGet_Sixteen_Decodes) {
     Decoded d;
     const Record record = test::qolt(kBase, 0x12345678);
     EXPECT_EQ(decode(mac_qolt_get_format, record, &d), kOk);
-    EXPECT_EQ(d, (Decoded{kQoltFlag, kBase, 0x12345678,
-                          static_cast<u32>(record[14] << 8 | record[15])}));
+    EXPECT_EQ(
+        d, (Decoded{kQoltFlag, kBase, 0x12345678, static_cast<u32>(record[14] << 8 | record[15])}));
 }
 
 TEST_F(Formats, QoltGet_CountZero_Succeeds) {
@@ -385,9 +385,9 @@ TEST_F(Formats, KolbeGet_NoAddressExpected_StillReadsTheBase) {
         const Record record = test::kolbe(kBase, 1, crc);
         Decoded d;
         d.num = 0;
-        EXPECT_EQ(decode(crc ? mac_kolbe_incrc_get_format : mac_kolbe_nocrc_get_format, record, 48,
-                         &d),
-                  kOk);
+        EXPECT_EQ(
+            decode(crc ? mac_kolbe_incrc_get_format : mac_kolbe_nocrc_get_format, record, 48, &d),
+            kOk);
         EXPECT_EQ(d.mac, kBase);
         EXPECT_EQ(d.num, 0u);
     }

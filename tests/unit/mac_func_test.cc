@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // Mounting and unmounting of instances.
+#include "service/mac_func.h"
+
 #include "config/mac_config.h"
 #include "core/mac_area.h"
 #include "core/mac_data.h"
 #include "mac_mng/mac_mng.h"
 #include "platform/host/memory_service.h"
-#include "service/mac_func.h"
 #include "tests/support/fixture.h"
 
 namespace {
@@ -16,7 +17,6 @@ using test::Log;
 constexpr u32 kInst = 0xffffffff;
 constexpr u32 kFault = 0xfffffff2;
 constexpr u32 kFail = 0xffffffff;
-
 
 using MacFunc = test::ServiceTest;
 
@@ -85,10 +85,10 @@ TEST_F(MacFunc, Mount_DataSetFails_GoesOnWithTheNextType) {
 }
 
 TEST_F(MacFunc, Mount_BindsEveryEntry) {
-    use_board(test::board_with(
-        test::tree_xml(test::entry_xml(0, 0, "drv_mac_flash", 45, 0x4c0, 16) +
-                           test::entry_xml(1, 1, "no_such_driver", 45, 0x4d0, 16),
-                       test::entry_xml(0, 0, "drv_mac_eeprom", 264, 0, 16))));
+    use_board(
+        test::board_with(test::tree_xml(test::entry_xml(0, 0, "drv_mac_flash", 45, 0x4c0, 16) +
+                                            test::entry_xml(1, 1, "no_such_driver", 45, 0x4d0, 16),
+                                        test::entry_xml(0, 0, "drv_mac_eeprom", 264, 0, 16))));
     EXPECT_EQ(set_mac_init(kInst), 0u);
     EXPECT_EQ(mac_entery_find_by_storage(kInst, 0, 0)->driver,
               module_driver_func_find_by_name("drv_mac_flash"));

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // The control device: every command and every refusal.
-#include <cstring>
+#include "control/mac_ioctl.h"
+
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstring>
+
 #include "config/mac_config.h"
-#include "control/mac_ioctl.h"
 #include "core/mac_data.h"
 #include "mac_mng/mac_mng.h"
 #include "platform/host/memory_service.h"
@@ -246,16 +248,16 @@ TEST_F(MacIoctl, Show_OneByte_HoldsTheTerminator) {
 
 TEST_F(MacIoctl, UnreadableRecord_IsACodeAndNoCrash) {
     const long page = sysconf(_SC_PAGESIZE);
-    char* const two = static_cast<char*>(mmap(nullptr, static_cast<size_t>(2 * page),
-                                              PROT_READ | PROT_WRITE,
-                                              MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    char* const two =
+        static_cast<char*>(mmap(nullptr, static_cast<size_t>(2 * page), PROT_READ | PROT_WRITE,
+                                MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     ASSERT_NE(two, MAP_FAILED);
     munmap(two + page, static_cast<size_t>(page));
     for (const mac_ioctl_row& row : g_drv_mac_ioctl_map) {
-        for (void* const record : {static_cast<void*>(nullptr), static_cast<void*>(two + page),
-                                   static_cast<void*>(two + page - 2),
-                                   reinterpret_cast<void*>(0xffff800000000000),
-                                   reinterpret_cast<void*>(0xfffffffffffffffe)}) {
+        for (void* const record :
+             {static_cast<void*>(nullptr), static_cast<void*>(two + page),
+              static_cast<void*>(two + page - 2), reinterpret_cast<void*>(0xffff800000000000),
+              reinterpret_cast<void*>(0xfffffffffffffffe)}) {
             EXPECT_EQ(ioctl(row.cmd, record), 0x811604b7u) << row.cmd << " " << record;
         }
     }
@@ -270,8 +272,8 @@ TEST_F(MacIoctl, UnreadableRecord_IsACodeAndNoCrash) {
 
 TEST_F(MacIoctl, ReadOnlyRecord_CannotTakeTheResult) {
     const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-    void* const memory = mmap(nullptr, page, PROT_READ | PROT_WRITE,
-                              MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    void* const memory =
+        mmap(nullptr, page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(memory, MAP_FAILED);
     const mac_ioctl_address address = address_record(0, 0, {});
     memcpy(memory, &address, sizeof(address));

@@ -101,8 +101,8 @@ TEST_F(MacEnv, Write_SetsBothVariables_AndSavesTwice) {
     EXPECT_EQ(host::faults().uses(Call::kEnvSave), 2u);
     EXPECT_EQ(variable("m0_num"), "00000010");
     EXPECT_EQ(variable("m0"), "00:11:22:33:44:55");
-    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x7 name m0 rw 1 data[16]:" + test::hex(record) +
-                                       "."}}));
+    EXPECT_EQ(take_log(),
+              (Log{{2, "mac inst 0x7 name m0 rw 1 data[16]:" + test::hex(record) + "."}}));
 }
 
 TEST_F(MacEnv, Write_NullOrTooLong_SetsNothingInSilence) {
@@ -133,7 +133,8 @@ TEST_F(MacEnv, Write_CountFails_LeavesTheAddress) {
     host::faults().fail(Call::kEnvSet, 1, 0x101);
     host::faults().fail(Call::kEnvSave, 1, 0x220);
     EXPECT_EQ(mac_env_write(0x1c, "m0", 0, 0, record.data(), 16), 0x321u) << "the OR of both";
-    EXPECT_EQ(take_log().back(), (test::Line{2, "mac inst 0x1c name m0_num env_w invalid ret[0x321]."}));
+    EXPECT_EQ(take_log().back(),
+              (test::Line{2, "mac inst 0x1c name m0_num env_w invalid ret[0x321]."}));
     EXPECT_EQ(host::faults().uses(Call::kEnvSave), 1u) << "saved in every case, once";
     EXPECT_EQ(variable("m0"), "old");
 }
@@ -152,8 +153,8 @@ TEST_F(MacEnv, Read_RebuildsTheRecord) {
     Record record(16);
     EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 16), 0u);
     EXPECT_EQ(record, test::qolt(kBase, 0xabcd));
-    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x7 name m0 rw 0 data[16]:" + test::hex(record) +
-                                       "."}}));
+    EXPECT_EQ(take_log(),
+              (Log{{2, "mac inst 0x7 name m0 rw 0 data[16]:" + test::hex(record) + "."}}));
 }
 
 TEST_F(MacEnv, Read_CountMissing_MeansSixteen) {

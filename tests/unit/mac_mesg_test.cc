@@ -6,8 +6,8 @@
 
 namespace {
 
-using test::Log;
 using test::bytes;
+using test::Log;
 using test::Record;
 
 using MacMesg = test::PlatformTest;
@@ -146,15 +146,15 @@ TEST_F(MacMesg, Dump_FortyBytes_ShowsSixtyThreeDigits) {
     Record buf(40);
     for (size_t i = 0; i < buf.size(); ++i) buf[i] = static_cast<u8>(0xa0 + i);
     mac_mesg_dump(3, "pool", 0, buf.data(), 40);
-    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x3 name pool rw 0 data[40]:" +
-                                       test::hex(buf).substr(0, 63) + "."}}));
+    EXPECT_EQ(
+        take_log(),
+        (Log{{2, "mac inst 0x3 name pool rw 0 data[40]:" + test::hex(buf).substr(0, 63) + "."}}));
 }
 
 TEST_F(MacMesg, Dump_ThirtyOneBytes_ShowsAllDigits) {
     const Record buf(31, 0x5a);
     mac_mesg_dump(0, "n", 0, buf.data(), 31);
-    EXPECT_EQ(take_log(),
-              (Log{{2, "mac inst 0x0 name n rw 0 data[31]:" + test::hex(buf) + "."}}));
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x0 name n rw 0 data[31]:" + test::hex(buf) + "."}}));
 }
 
 TEST_F(MacMesg, Dump_NullBuffer_LogsNothing) {

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // Start-up, shutdown, and loading again.
+#include "control/mac_module.h"
+
 #include "config/mac_config.h"
 #include "control/mac_ioctl.h"
-#include "control/mac_module.h"
 #include "core/mac_data.h"
 #include "platform/host/driver_manager.h"
 #include "platform/host/memory_service.h"
@@ -16,14 +17,12 @@ using test::one_block;
 
 constexpr u32 kInst = test::kDefaultInstance;
 
-
 using MacModule = test::ModuleTest;
 
 TEST_F(MacModule, Start_LogsItsOrder) {
     use_board(one_block());
     EXPECT_EQ(mac_module_init(), 0u);
-    EXPECT_EQ(lines_of(0),
-              (Log{{2, "mac_mng MODULE INIT BEGIN"}, {2, "mac_mng MODULE INIT END"}}));
+    EXPECT_EQ(lines_of(0), (Log{{2, "mac_mng MODULE INIT BEGIN"}, {2, "mac_mng MODULE INIT END"}}));
     const Log log = take_log();
     ASSERT_EQ(log.size(), 11u);
     EXPECT_EQ(log[0].text, "mac enter initialize config.");
@@ -55,12 +54,12 @@ TEST_F(MacModule, FailingSteps_EndStartUp_AndUndoNothing) {
         bool device;
         unsigned drivers;
     } steps[] = {
-        {Call::kMemset, 1, 22, 0xfffffff2, false, 0},       // configuration
-        {Call::kMemset, 2, 22, 0xfffffff2, false, 0},       // drivers
+        {Call::kMemset, 1, 22, 0xfffffff2, false, 0},        // configuration
+        {Call::kMemset, 2, 22, 0xfffffff2, false, 0},        // drivers
         {Call::kMiscRegister, 1, 16, 0x81160002, false, 7},  // device
-        {Call::kMemset, 3, 22, 0xfffffff2, true, 7},        // address service
-        {Call::kSysfsCreate, 1, 0x77, 0x77, true, 7},       // diagnostics
-        {Call::kSprintf, 1, 0, 0xfffffff2, true, 7},        // default instance
+        {Call::kMemset, 3, 22, 0xfffffff2, true, 7},         // address service
+        {Call::kSysfsCreate, 1, 0x77, 0x77, true, 7},        // diagnostics
+        {Call::kSprintf, 1, 0, 0xfffffff2, true, 7},         // default instance
     };
     for (const auto& step : steps) {
         use_board(one_block());

@@ -7,7 +7,6 @@ namespace {
 
 using test::ModuleTest;
 
-
 class MacShow : public ModuleTest {};
 
 TEST_F(MacShow, Cfg_ShowsEveryLine) {

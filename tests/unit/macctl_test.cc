@@ -58,6 +58,21 @@ TEST_F(Macctl, SetAndGet_EveryDriver) {
     }
 }
 
+TEST_F(Macctl, EveryBoardThatShips_KeepsABlock) {
+    unsigned boards = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(MAC_SOURCE_DIR "/boards")) {
+        if (entry.path().extension() != ".xml") continue;
+        const test::Folder own;
+        std::filesystem::copy_file(entry.path(), own.path("b.xml"));
+        const std::string tool = std::string(MACCTL_PROGRAM) + " -b b.xml ";
+        EXPECT_EQ(test::run(own, tool + "set block -t 0 00:11:22:33:44:55 16").err, "");
+        EXPECT_EQ(test::run(own, tool + "get addr -t 0").out, "00:11:22:33:44:55\n");
+        EXPECT_EQ(test::run(own, tool + "get num -t 0").err, "") << entry.path();
+        ++boards;
+    }
+    EXPECT_EQ(boards, 8u) << "the demo board and one for each driver";
+}
+
 TEST_F(Macctl, OptionsMayStandAnywhere) {
     must("set block 00.11.22.33.44.55 4 -t 0");
     must("-i 0xffffffff get addr -t 0", "00:11:22:33:44:55\n");
@@ -130,8 +145,9 @@ TEST_F(Macctl, FullWidthColon_IsReadable) {
     folder.write("demo.xml",
                  "<board><platform/><mac_mng><mac_storage_main><e id=\"0\" drv_name=\"none\" "
                  "chip_id=\"0\" channel=\"0\"/></mac_storage_main></mac_mng></board>");
-    EXPECT_NE(macctl("show types").err.find("warning: mac area config\xef\xbc\x9amac get flag fail"),
-              std::string::npos);
+    EXPECT_NE(
+        macctl("show types").err.find("warning: mac area config\xef\xbc\x9amac get flag fail"),
+        std::string::npos);
 }
 
 TEST_F(Macctl, Show_Diag_Log) {
@@ -210,10 +226,12 @@ TEST_F(Macctl, BootTools_SingleCopy) {
 TEST_F(Macctl, TwoProcesses_WaitForEachOther) {
     must("set block -t 0 00:11:22:33:44:55 16");
     const std::string tool = std::string(MACCTL_PROGRAM) + " --board demo.xml ";
-    const Outcome outcome =
-        sh("( for i in 1 2 3 4 5 6 7 8; do " + tool + "set addr -t 0 02:00:00:00:00:0$i || exit 9;"
-           " done ) & ( for i in 1 2 3 4 5 6 7 8; do " + tool + "get addr -t 0 || exit 8; done ) "
-           "|| exit 1; wait $!");
+    const Outcome outcome = sh("( for i in 1 2 3 4 5 6 7 8; do " + tool +
+                               "set addr -t 0 02:00:00:00:00:0$i || exit 9;"
+                               " done ) & ( for i in 1 2 3 4 5 6 7 8; do " +
+                               tool +
+                               "get addr -t 0 || exit 8; done ) "
+                               "|| exit 1; wait $!");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_EQ(outcome.err, "") << "no repair, no half-written pair";
 }
@@ -222,8 +240,8 @@ TEST_F(Macctl, TwoProcesses_WaitForEachOther) {
 
 TEST(MacctlText, Addresses_OfEverySpelling) {
     std::string error;
-    for (const char* const text : {"00:1a:2B:3c:4D:5e", "00-1A-2B-3C-4D-5E", "00.1a.2b.3c.4d.5e",
-                                   "001a.2b3c.4d5e"}) {
+    for (const char* const text :
+         {"00:1a:2B:3c:4D:5e", "00-1A-2B-3C-4D-5E", "00.1a.2b.3c.4d.5e", "001a.2b3c.4d5e"}) {
         const auto address = macctl::parse_address(text, &error);
         ASSERT_TRUE(address) << text << error;
         EXPECT_EQ(macctl::format_address(address->data()), "00:1a:2b:3c:4d:5e");
@@ -233,8 +251,7 @@ TEST(MacctlText, Addresses_OfEverySpelling) {
           "00:1a-2b:3c:4d:5e", "00:1a:2b:3c:4d:5g", "\"00:1a:2b:3c:4d:5e\"", "00:1a:2b:3c:4d:5e:",
           "0:1a:2b:3c:4d:5e", "001a.2b3c.4d5e.", "001a-2b3c-4d5e", " 00:1a:2b:3c:4d:5e"}) {
         EXPECT_FALSE(macctl::parse_address(text, &error)) << text;
-        EXPECT_EQ(error.substr(0, std::string(text).size() + 3),
-                  "\"" + std::string(text) + "\" ");
+        EXPECT_EQ(error.substr(0, std::string(text).size() + 3), "\"" + std::string(text) + "\" ");
     }
 }
 

@@ -94,9 +94,9 @@ TEST(Crc16, EveryVariant_MatchesTheBitwiseModelAtEveryLength) {
         crc.select(variant);
         for (size_t length = 0; length <= data.size(); ++length) {
             const Record part(data.begin(), data.begin() + static_cast<long>(length));
-            ASSERT_EQ(crc.value(part.data(), length),
-                      test::crc16(part, variant.poly, variant.init, variant.reflected,
-                                  variant.xorout))
+            ASSERT_EQ(
+                crc.value(part.data(), length),
+                test::crc16(part, variant.poly, variant.init, variant.reflected, variant.xorout))
                 << variant.name << " " << length;
         }
     }
@@ -108,21 +108,36 @@ const struct {
     u16 zeros;
     u16 ones;
 } kKnown[] = {
-    {"arc", 0x0000, 0x7040},          {"cdma2000", 0xfc81, 0x95de},
-    {"cms", 0x7d0f, 0x7f01},          {"dds-110", 0x8e27, 0x8c29},
-    {"dect-r", 0x0001, 0x51f5},       {"dect-x", 0x0000, 0x51f4},
-    {"dnp", 0xffff, 0x0053},          {"en-13757", 0xffff, 0xca00},
-    {"genibus", 0x95f5, 0x95b4},      {"gsm", 0xffff, 0xffbe},
-    {"ibm-3740", 0x6a0a, 0x6a4b},     {"ibm-sdlc", 0xafa9, 0x2da9},
-    {"iso-iec-14443-3-a", 0x4937, 0xcb37}, {"kermit", 0x0000, 0x8200},
-    {"lj1200", 0x0000, 0xa815},       {"m17", 0x72a7, 0xbd86},
-    {"maxim-dow", 0xffff, 0x8fbf},    {"mcrf4xx", 0x5056, 0xd256},
-    {"modbus", 0xf0be, 0x80fe},       {"nrsc-5", 0xb717, 0x0e7f},
-    {"opensafety-a", 0x0000, 0xcf21}, {"opensafety-b", 0x0000, 0xe0b1},
-    {"profibus", 0xb507, 0x36d9},     {"riello", 0x3971, 0xbb71},
-    {"spi-fujitsu", 0x45ab, 0x45ea},  {"t10-dif", 0x0000, 0xfdb5},
-    {"teledisk", 0x0000, 0x27eb},     {"tms37157", 0x1477, 0x9677},
-    {"umts", 0x0000, 0x020e},         {"usb", 0x0f41, 0x7f01},
+    {"arc", 0x0000, 0x7040},
+    {"cdma2000", 0xfc81, 0x95de},
+    {"cms", 0x7d0f, 0x7f01},
+    {"dds-110", 0x8e27, 0x8c29},
+    {"dect-r", 0x0001, 0x51f5},
+    {"dect-x", 0x0000, 0x51f4},
+    {"dnp", 0xffff, 0x0053},
+    {"en-13757", 0xffff, 0xca00},
+    {"genibus", 0x95f5, 0x95b4},
+    {"gsm", 0xffff, 0xffbe},
+    {"ibm-3740", 0x6a0a, 0x6a4b},
+    {"ibm-sdlc", 0xafa9, 0x2da9},
+    {"iso-iec-14443-3-a", 0x4937, 0xcb37},
+    {"kermit", 0x0000, 0x8200},
+    {"lj1200", 0x0000, 0xa815},
+    {"m17", 0x72a7, 0xbd86},
+    {"maxim-dow", 0xffff, 0x8fbf},
+    {"mcrf4xx", 0x5056, 0xd256},
+    {"modbus", 0xf0be, 0x80fe},
+    {"nrsc-5", 0xb717, 0x0e7f},
+    {"opensafety-a", 0x0000, 0xcf21},
+    {"opensafety-b", 0x0000, 0xe0b1},
+    {"profibus", 0xb507, 0x36d9},
+    {"riello", 0x3971, 0xbb71},
+    {"spi-fujitsu", 0x45ab, 0x45ea},
+    {"t10-dif", 0x0000, 0xfdb5},
+    {"teledisk", 0x0000, 0x27eb},
+    {"tms37157", 0x1477, 0x9677},
+    {"umts", 0x0000, 0x020e},
+    {"usb", 0x0f41, 0x7f01},
     {"xmodem", 0x0000, 0x0041},
 };
 

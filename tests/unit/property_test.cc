@@ -121,10 +121,9 @@ std::string listing_of(const mac_cfg_entry& record) {
     };
     const auto hex = [](u32 value) { return test::text("0x%x", value); };
     const bool env = std::string(record.drv_name) == "drv_mac_env";
-    std::string text = line("Instance ID", hex(record.inst_id)) +
-                       line("Mac type", hex(record.mac_type)) +
-                       line("Mac num", std::to_string(record.mac_num)) +
-                       line("Drv name", record.drv_name);
+    std::string text =
+        line("Instance ID", hex(record.inst_id)) + line("Mac type", hex(record.mac_type)) +
+        line("Mac num", std::to_string(record.mac_num)) + line("Drv name", record.drv_name);
     text += env ? line("Main env name", record.main_env_name)
                 : line("Main section ID", hex(record.section_id)) +
                       line("Main offset", hex(record.offset));
@@ -325,9 +324,9 @@ private:
 };
 
 TEST_F(Properties, OperationSequences_FollowTheModelOfTwoCopies) {
-    host::Board& board = use_board(test::board_with(
-        test::tree_xml(test::entry_xml(0, 0, "drv_mac_flash", 45, 0, 16),
-                       test::entry_xml(0, 0, "drv_mac_eeprom", 264, 0, 16))));
+    host::Board& board = use_board(
+        test::board_with(test::tree_xml(test::entry_xml(0, 0, "drv_mac_flash", 45, 0, 16),
+                                        test::entry_xml(0, 0, "drv_mac_eeprom", 264, 0, 16))));
     check("sequence", [&board] {
         std::fill(board.memory("flash").begin(), board.memory("flash").end(), u8{0xff});
         std::fill(board.memory("eeprom-264").begin(), board.memory("eeprom-264").end(), u8{0xff});

@@ -46,8 +46,8 @@ void print_log(const host::LogLine& line) {
 
 int finish(const Options& options, const std::string& what, u32 status) {
     if (status == MAC_OK) return kExitDone;
-    print_error(fmt::format("{}, instance 0x{:x}: {}", what, options.inst,
-                            describe_status(status)));
+    print_error(
+        fmt::format("{}, instance 0x{:x}: {}", what, options.inst, describe_status(status)));
     return kExitRefused;
 }
 
@@ -124,8 +124,8 @@ int diag(const Client& /*client*/, const Options& options) {
         for (platform_attribute** entry = object->group->attributes; *entry != nullptr; ++entry) {
             if ((*entry)->name != options.attribute) continue;
             std::vector<char> page(4096);
-            const long length = (*entry)->show(const_cast<host::DiagObject*>(object), *entry,
-                                               page.data());
+            const long length =
+                (*entry)->show(const_cast<host::DiagObject*>(object), *entry, page.data());
             fmt::print("{}", std::string(page.data(), static_cast<size_t>(length)));
             return kExitDone;
         }
@@ -145,8 +145,8 @@ using Command = int (*)(const Client& client, const Options& options);
 
 // Loads the module over the board, runs the command and unloads it.
 int run_on_board(const Options& options, Command command) {
-    const u32 level = options.verbose ? PLATFORM_LOG_DUMP
-                                      : host::BoardFile::read(options.board).log_level();
+    const u32 level =
+        options.verbose ? PLATFORM_LOG_DUMP : host::BoardFile::read(options.board).log_level();
     host::log_set_level(std::max(level, PLATFORM_LOG_NOTICE));
     host::log_set_sink([level](const host::LogLine& line) {
         if (line.level <= level) print_log(line);
@@ -169,8 +169,8 @@ int run_on_board(const Options& options, Command command) {
 u32 parse_number(const std::string& option, const std::string& text) {
     const std::optional<u32> value = host::parse_u32(text.c_str());
     if (!value) {
-        throw CLI::ValidationError(
-            option, fmt::format("\"{}\" is no number from 0 to 0xffffffff", text));
+        throw CLI::ValidationError(option,
+                                   fmt::format("\"{}\" is no number from 0 to 0xffffffff", text));
     }
     return *value;
 }
@@ -230,7 +230,8 @@ private:
 
     void number(const char* option, const char* help, u32& target) {
         app_.add_option_function<std::string>(
-            option, [option, &target](const std::string& text) { target = parse_number(option, text); },
+            option,
+            [option, &target](const std::string& text) { target = parse_number(option, text); },
             help);
     }
 

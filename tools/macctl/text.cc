@@ -48,8 +48,8 @@ std::optional<MacAddress> parse_address(const std::string& text, std::string* er
     for (size_t i = 0; i < text.size(); ++i) {
         if (i % (group + 1) == group) {
             if (text[i] != separator) {
-                return refuse(fmt::format("character {} is '{}' where '{}' belongs", i + 1,
-                                          text[i], separator));
+                return refuse(fmt::format("character {} is '{}' where '{}' belongs", i + 1, text[i],
+                                          separator));
             }
             continue;
         }
