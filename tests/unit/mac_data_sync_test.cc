@@ -289,6 +289,13 @@ TEST_F(MacSync, Copy_OntoItself_IsRefusedWithoutTheMutex) {
     EXPECT_EQ(take_log(), Log{});
 }
 
+TEST_F(MacSync, Copy_HoldsTheDataSetsMutex) {
+    create(true, true);
+    mac_data_lock(kInst, kType);
+    EXPECT_DEATH((void)mac_data_copy(kInst, kType, 1, 0), "&\\(inst_mng->mac_mutex\\) taken twice");
+    mac_data_unlock(kInst, kType);
+}
+
 TEST_F(MacSync, Copy_MovesTheFields_NotTheBuffer) {
     create(true, true);
     area(0).flag = 0xabc;
