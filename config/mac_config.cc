@@ -24,7 +24,7 @@ int mac_config_init(u32 module_id, const char* name) {
     g_mac_config.max_num = 16;
     g_mac_config.config_list.init();
     g_mac_config.module_id = module_id;
-    platform_spin_init(&g_mac_config.lock);
+    platform_spin_init(&g_mac_config.lock, "&g_mac_config.lock");
     platform_mutex_init(&g_mac_config.dev_mutex, "&g_mac_config.dev_mutex");
     // The listings may run before anything is added to their lists.
     g_mac_config.cfg_list.init();
@@ -52,7 +52,7 @@ int mac_create_config(u32 inst, const char* name) {
     }
     config->inst_id = inst;
     config->entry_num = 0;
-    platform_spin_init(&config->lock);
+    platform_spin_init(&config->lock, "&config->lock");
     config->entry_list.init();
     mac_insert_config(config.release());
     return 0;

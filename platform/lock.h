@@ -29,10 +29,12 @@ struct platform_mutex {
 /**
  * platform_spin_init - set up an unlocked spinlock in zeroed or reused storage
  * @lock: the lock
+ * @name: the name under which lock checkers know it, a constant text; locks that
+ * nest have different names
  *
  * Context: any; nobody else may be using @lock.
  */
-void platform_spin_init(struct platform_spinlock *lock);
+void platform_spin_init(struct platform_spinlock *lock, const char *name);
 
 /**
  * platform_spin_lock_irqsave - take a spinlock with interrupts off

@@ -51,7 +51,7 @@ int mac_func_init(u32 module_id, const char* name) {
     }
     g_mac_func.list.init();
     g_mac_func.module_id = module_id;
-    platform_spin_init(&g_mac_func.lock);
+    platform_spin_init(&g_mac_func.lock, "&g_mac_func.lock");
     return 0;
 }
 

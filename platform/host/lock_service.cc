@@ -63,7 +63,9 @@ void release(HostLock& lock, u32 magic) {
 
 }  // namespace
 
-void platform_spin_init(platform_spinlock* lock) { set_up(lock, kSpinMagic, "spinlock"); }
+void platform_spin_init(platform_spinlock* lock, const char* name) {
+    set_up(lock, kSpinMagic, name);
+}
 
 unsigned long platform_spin_lock_irqsave(platform_spinlock* lock) {
     (void)host::faults().hit(host::Call::kSpinLock);

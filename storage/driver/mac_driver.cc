@@ -23,7 +23,7 @@ int mac_drv_init(u32 module_id, const char* name) {
         return mac::kFault;
     }
     g_mac_drv.list.init();
-    platform_spin_init(&g_mac_drv.lock);
+    platform_spin_init(&g_mac_drv.lock, "&g_mac_drv.lock");
     g_mac_drv.module_id = module_id;
     u32 results = 0;
     for (const mac::DriverRow& row : mac::kDriverTable) {

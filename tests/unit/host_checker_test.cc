@@ -19,13 +19,13 @@ using Checker = test::PlatformTest;
 
 TEST_F(Checker, Recursion_Aborts) {
     platform_spinlock spin;
-    platform_spin_init(&spin);
+    platform_spin_init(&spin, "my spinlock");
     EXPECT_DEATH(
         {
             platform_spin_lock_irqsave(&spin);
             platform_spin_lock_irqsave(&spin);
         },
-        "taken twice");
+        "my spinlock taken twice");
     platform_mutex mutex;
     platform_mutex_init(&mutex, "my mutex");
     EXPECT_DEATH(
@@ -38,7 +38,7 @@ TEST_F(Checker, Recursion_Aborts) {
 
 TEST_F(Checker, SleepingUnderASpinlock_Aborts) {
     platform_spinlock spin;
-    platform_spin_init(&spin);
+    platform_spin_init(&spin, "my spinlock");
     platform_mutex mutex;
     platform_mutex_init(&mutex, "m");
     const unsigned long flags = platform_spin_lock_irqsave(&spin);
@@ -74,7 +74,7 @@ TEST_F(Checker, LockNeverSetUp_Aborts) {
 
 TEST_F(Checker, ForeignInterruptState_Aborts) {
     platform_spinlock spin;
-    platform_spin_init(&spin);
+    platform_spin_init(&spin, "my spinlock");
     EXPECT_DEATH(
         {
             const unsigned long flags = platform_spin_lock_irqsave(&spin);
