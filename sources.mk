@@ -30,6 +30,7 @@ MAC_MNG_SOURCES := \
 
 # Bodies that both platforms share.
 MAC_COMMON_SOURCES := \
+	platform/common/board_tree.cc \
 	platform/common/bounded.cc \
 	platform/common/crc16.cc \
 	platform/common/env_image.cc

@@ -2,7 +2,7 @@
 # The Debian packages of each purpose. Sourced.
 
 # Building macctl and running the demo.
-PACKAGES_DEMO="g++ cmake make libpugixml-dev libcli11-dev libfmt-dev libmtd-dev libubootenv-tool"
+PACKAGES_DEMO="g++ cmake make libpugixml-dev libcli11-dev libfmt-dev libfdt-dev libmtd-dev libubootenv-tool"
 
 # Building and passing the tests.
 PACKAGES_TEST="$PACKAGES_DEMO clang libclang-rt-14-dev libgtest-dev librapidcheck-dev"

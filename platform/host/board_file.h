@@ -63,6 +63,9 @@ public:
     const std::vector<EepromSpec>& eeproms() const { return eeproms_; }
     const std::optional<EnvSpec>& env() const { return env_; }
 
+    // The <board> element.
+    pugi::xml_node root() const { return document_.document_element(); }
+
     // The node below which an instance's tree stands; empty when it has none.
     pugi::xml_node instance_root(u32 inst) const;
 

@@ -236,6 +236,18 @@ TEST_F(Macctl, TwoProcesses_WaitForEachOther) {
     EXPECT_EQ(outcome.err, "") << "no repair, no half-written pair";
 }
 
+TEST_F(Macctl, BoardCompileAndInstall_WriteTheSameBlob) {
+    must("board compile out.dtb");
+    must("board install --firmware fw");
+    EXPECT_EQ(folder.read("out.dtb").substr(0, 4), "\xd0\x0d\xfe\xed");
+    EXPECT_EQ(folder.read("fw/mac_mng/board.dtb"), folder.read("out.dtb"));
+    EXPECT_EQ(sh("ls *.bin").out, "") << "no medium is touched";
+    folder.write("demo.xml", "<board><platform crc16=\"no\"/></board>");
+    EXPECT_EQ(macctl("board compile bad.dtb").status, 1);
+    EXPECT_EQ(sh("ls bad.dtb").out, "");
+    EXPECT_EQ(macctl("board compile").status, 1) << "no output named";
+}
+
 // --- texts ---
 
 TEST(MacctlText, Addresses_OfEverySpelling) {

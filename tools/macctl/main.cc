@@ -16,6 +16,7 @@
 #include "platform/host/loader.h"
 #include "platform/host/log_service.h"
 #include "platform/log.h"
+#include "tools/macctl/board_compile.h"
 #include "tools/macctl/client.h"
 
 namespace macctl {
@@ -35,6 +36,7 @@ struct Options {
     bool verbose = false;
     MacAddress address{};
     std::string attribute;
+    std::string output;
 };
 
 void print_error(const std::string& text) { fmt::print(stderr, "macctl: {}\n", text); }
@@ -141,7 +143,23 @@ int log(const Client& /*client*/, const Options& /*options*/) {
     return kExitDone;
 }
 
+int board_compile(const Options& options) {
+    replace_file(options.output, compile_board(host::BoardFile::read(options.board)));
+    return kExitDone;
+}
+
+int board_install(const Options& options) {
+    const std::filesystem::path path = std::filesystem::path(options.output) / kBoardFirmware;
+    const std::vector<u8> blob = compile_board(host::BoardFile::read(options.board));
+    std::filesystem::create_directories(path.parent_path());
+    replace_file(path, blob);
+    return kExitDone;
+}
+
 using Command = int (*)(const Client& client, const Options& options);
+
+// A command on the board file itself, without the module.
+using BoardCommand = int (*)(const Options& options);
 
 // Loads the module over the board, runs the command and unloads it.
 int run_on_board(const Options& options, Command command) {
@@ -202,6 +220,7 @@ public:
                 });
         }
         verb(app_, "log", "the module's log ring: level and text", log);
+        add_board();
     }
 
     int run(int argc, char** argv) {
@@ -210,6 +229,7 @@ public:
         } catch (const CLI::ParseError& error) {
             return app_.exit(error) == 0 ? kExitDone : kExitUsage;
         }
+        if (board_command_ != nullptr) return board_command_(options_);
         return run_on_board(options_, command_);
     }
 
@@ -289,9 +309,26 @@ private:
         num_option(block, "count", "number of addresses, up to 65534")->required();
     }
 
+    void add_board() {
+        CLI::App* const board = object("board", "the board file itself");
+        CLI::App* const compile = board->add_subcommand(
+            "compile", "check it and write it as the kernel platform loads it");
+        compile->fallthrough();
+        compile->add_option("output", options_.output, "file to write")->required();
+        compile->parse_complete_callback([this] { board_command_ = board_compile; });
+        CLI::App* const install =
+            board->add_subcommand("install", "compile it and put it under the firmware folder");
+        install->fallthrough();
+        options_.output = "/lib/firmware";
+        install->add_option("--firmware", options_.output, "firmware folder")
+            ->capture_default_str();
+        install->parse_complete_callback([this] { board_command_ = board_install; });
+    }
+
     CLI::App app_{"macctl: blocks of MAC addresses on a board", "macctl"};
     Options options_;
     Command command_ = nullptr;
+    BoardCommand board_command_ = nullptr;
 };
 
 }  // namespace
