@@ -3,13 +3,14 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
 	@echo "make test          install what is missing, build, pass the tests (gcc and clang, sanitizers)"
 	@echo "make build         build macctl: build/release/macctl"
 	@echo "make install       macctl and the public headers, under PREFIX (/usr/local) and DESTDIR"
+	@echo "make modules       the kernel modules, KDIR=... for a kernel tree other than the running one's"
 	@echo "make freestanding  gate: the system's objects as a kernel module needs them"
 	@echo "make coverage      line and branch coverage of the system"
 	@echo "make lint          direction of includes, clang-tidy"
@@ -38,6 +39,12 @@ SANITIZED := -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON
 test: packages-test
 	@scripts/run-tests.sh gcc-sanitized -DCMAKE_CXX_COMPILER=g++ $(SANITIZED)
 	@scripts/run-tests.sh clang-sanitized -DCMAKE_CXX_COMPILER=clang++ $(SANITIZED)
+
+# KDIR: a kernel tree or its headers; further variables (ARCH, CROSS_COMPILE) pass through.
+KDIR ?= /lib/modules/$(shell uname -r)/build
+modules:
+	@scripts/build-modules.sh "$(KDIR)" build/modules
+	@echo "built build/modules/mac_mng.ko and build/modules/mac_platform.ko"
 
 freestanding: packages-all
 	@scripts/freestanding.sh

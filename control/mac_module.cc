@@ -3,6 +3,7 @@
 
 #include "base/log.h"
 #include "base/status.h"
+#include "config/mac_cfg.h"
 #include "config/mac_config.h"
 #include "control/mac_diag.h"
 #include "control/mac_ioctl.h"
@@ -56,3 +57,10 @@ void mac_module_exit() {
     mac_drv_exit();
     mac_config_exit();
 }
+
+u32 mac_module_load_listing() {
+    if (drv_mac_node_exist(MAC_DEFAULT_INSTANCE, "mac") == 0) return MAC_OK;
+    return drv_mac_create_new_cfg(MAC_DEFAULT_INSTANCE);
+}
+
+void mac_module_release_listing() { mac_cfg_release(); }

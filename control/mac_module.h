@@ -18,6 +18,14 @@ u32 mac_module_init(void);
 // away.
 void mac_module_exit(void);
 
+// For the loader, after start-up has succeeded: loads the content of the
+// configuration listing for the default instance. Returns 0, also when its
+// configuration has none, or a code of drv_mac_create_new_cfg().
+u32 mac_module_load_listing(void);
+
+// For the loader, after shutdown: frees that content.
+void mac_module_release_listing(void);
+
 PLATFORM_END
 
 #endif

@@ -12,7 +12,6 @@
 #include <sstream>
 
 #include "base/vocabulary.h"
-#include "config/mac_cfg.h"
 #include "config/mac_config.h"
 #include "control/mac_module.h"
 #include "mac_mng/mac_ioctl.h"
@@ -34,12 +33,6 @@ void reclaim() {
     heap_release_all();
 }
 
-// The content of the configuration listing; a board without it is no error.
-u32 load_listing() {
-    if (drv_mac_node_exist(MAC_DEFAULT_INSTANCE, "mac") == 0) return MAC_OK;
-    return drv_mac_create_new_cfg(MAC_DEFAULT_INSTANCE);
-}
-
 bool run(u32 command, u32 inst) {
     mac_ioctl_instance record = {inst};
     return device_ioctl(command, &record) == 0;
@@ -51,7 +44,7 @@ Module::Module(Board& board) {
     attach(&board);
     status_ = mac_module_init();
     if (status_ == MAC_OK) {
-        listing_status_ = load_listing();
+        listing_status_ = mac_module_load_listing();
     } else {
         reclaim();
         attach(nullptr);
@@ -61,7 +54,7 @@ Module::Module(Board& board) {
 Module::~Module() {
     if (status_ != MAC_OK) return;
     mac_module_exit();
-    mac_cfg_release();
+    mac_module_release_listing();
     reclaim();
     attach(nullptr);
 }

@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+/* The boot environment in a flash partition. */
+#include <linux/err.h>
+#include <linux/mtd/mtd.h>
+#include <linux/mutex.h>
+#include <linux/slab.h>
+#include <linux/string.h>
+#include <linux/vmalloc.h>
+
+#include "platform/common/c_api.h"
+#include "platform/env.h"
+#include "services.h"
+
+static DEFINE_MUTEX(env_mutex);
+
+/* Where the environment lies. */
+struct env_place {
+	const char *partition;
+	u32 size;
+	u32 offset[2];
+	u32 flags;
+};
+
+/* The current copy in memory. */
+struct env_image {
+	struct env_place place;
+	u8 *bytes;
+	int chosen; /* -1: an erased environment */
+	u8 flag;
+	bool changed;
+};
+
+/* From drv_env_set() to drv_env_save(). */
+static struct env_image working;
+
+static u32 flags_of(board_node node, const char *partition)
+{
+	const char *text = board_tree_attribute(board_tree(), node, "flags");
+	struct mtd_info *mtd;
+	bool nor;
+
+	if (text)
+		return strcmp(text, "boolean") == 0 ? COMMON_ENV_BOOLEAN : COMMON_ENV_COUNTER;
+	mtd = get_mtd_device_nm(partition);
+	if (IS_ERR(mtd))
+		return COMMON_ENV_COUNTER;
+	nor = mtd->type == MTD_NORFLASH;
+	put_mtd_device(mtd);
+	return nor ? COMMON_ENV_BOOLEAN : COMMON_ENV_COUNTER;
+}
+
+static u32 find_place(struct env_place *place)
+{
+	board_node node = board_tree_child(board_tree(), board_platform(), "env");
+
+	if (!node)
+		return SERVICE_NO_ENV;
+	place->partition = board_tree_attribute(board_tree(), node, "mtd");
+	place->size = board_number(node, "size", 0);
+	if (!place->partition || place->size < 8)
+		return SERVICE_NO_ENV;
+	place->offset[0] = board_number(node, "offset", 0);
+	place->offset[1] = board_number(node, "redundant_offset", place->offset[0] + place->size);
+	place->flags = COMMON_ENV_SINGLE;
+	if (board_number(node, "redundant", 0))
+		place->flags = flags_of(node, place->partition);
+	return SERVICE_OK;
+}
+
+static void drop(struct env_image *image)
+{
+	vfree(image->bytes);
+	memset(image, 0, sizeof(*image));
+}
+
+/* Reads the copies and keeps the current one in @image. */
+static u32 load(struct env_image *image)
+{
+	struct common_env_copy found[2] = { { COMMON_ENV_DAMAGED }, { COMMON_ENV_DAMAGED } };
+	struct env_place *place = &image->place;
+	u8 *bytes[2] = { NULL, NULL };
+	u32 result = find_place(place);
+	u32 copies;
+	u32 i;
+
+	if (result)
+		return result;
+	copies = place->flags == COMMON_ENV_SINGLE ? 1 : 2;
+	for (i = 0; i < copies && !result; i++) {
+		bytes[i] = vmalloc(place->size);
+		result = bytes[i] ? flash_read(place->partition, place->offset[i], bytes[i],
+					       place->size) :
+				    SERVICE_NO_MEMORY;
+		if (!result)
+			found[i] = common_env_inspect(bytes[i], place->size, place->flags);
+	}
+	if (result)
+		goto out;
+	image->chosen = common_env_choose(found[0], found[1], place->flags);
+	if (image->chosen >= 0) {
+		image->bytes = bytes[image->chosen];
+		image->flag = found[image->chosen].flag;
+		bytes[image->chosen] = NULL;
+		goto out;
+	}
+	for (i = 0; i < copies; i++) {
+		if (found[i].state != COMMON_ENV_ERASED)
+			result = SERVICE_ENV_DAMAGED;
+	}
+	if (!result) {
+		image->bytes = bytes[0];
+		bytes[0] = NULL;
+		memset(image->bytes, 0, place->size);
+	}
+out:
+	vfree(bytes[0]);
+	vfree(bytes[1]);
+	return result;
+}
+
+static const char *find(struct env_image *image, const char *name, u32 *length)
+{
+	u32 data = common_env_data_offset(image->place.flags);
+
+	return common_env_find(image->bytes + data, image->place.size - data, name, length);
+}
+
+u32 drv_env_get(const char *name, char *value, u32 size)
+{
+	struct env_image fresh = { .bytes = NULL };
+	struct env_image *image = &fresh;
+	const char *found;
+	u32 result = SERVICE_OK;
+	u32 length;
+
+	if (!name || !value)
+		return SERVICE_NULL_ARGUMENT;
+	mutex_lock(&env_mutex);
+	if (working.bytes)
+		image = &working;
+	else
+		result = load(&fresh);
+	if (!result) {
+		found = find(image, name, &length);
+		if (!found) {
+			result = SERVICE_ENV_NO_VARIABLE;
+		} else if (length >= size) {
+			result = SERVICE_ENV_TOO_LONG;
+		} else {
+			memcpy(value, found, length);
+			value[length] = '\0';
+		}
+	}
+	drop(&fresh);
+	mutex_unlock(&env_mutex);
+	return result;
+}
+EXPORT_SYMBOL(drv_env_get);
+
+static u32 set_variable(const char *name, const char *value)
+{
+	u32 data = common_env_data_offset(working.place.flags);
+	u32 length;
+	const char *old = find(&working, name, &length);
+
+	if (old && length == strlen(value) && !memcmp(old, value, length))
+		return SERVICE_OK;
+	switch (common_env_set(working.bytes + data, working.place.size - data, name, value)) {
+	case 0:
+		working.changed = true;
+		return SERVICE_OK;
+	case 1:
+		return SERVICE_ENV_FULL;
+	default:
+		return SERVICE_ENV_BAD_NAME;
+	}
+}
+
+u32 drv_env_set(const char *name, const char *value)
+{
+	u32 result = SERVICE_OK;
+
+	if (!name || !value)
+		return SERVICE_NULL_ARGUMENT;
+	mutex_lock(&env_mutex);
+	if (!working.bytes)
+		result = load(&working);
+	if (!result)
+		result = set_variable(name, value);
+	mutex_unlock(&env_mutex);
+	return result;
+}
+EXPORT_SYMBOL(drv_env_set);
+
+static u32 store(struct env_image *image)
+{
+	static const u8 obsolete;
+	struct env_place *place = &image->place;
+	bool redundant = place->flags != COMMON_ENV_SINGLE;
+	u32 target = redundant && image->chosen == 0 ? 1 : 0;
+	u32 result;
+
+	common_env_seal(image->bytes, place->size, place->flags,
+			common_env_next_flag(place->flags, image->flag));
+	result = flash_write(place->partition, place->offset[target], image->bytes, place->size);
+	if (result || place->flags != COMMON_ENV_BOOLEAN || image->chosen < 0)
+		return result;
+	/* Both are marked active now: retire the old copy in place. */
+	return flash_write(place->partition, place->offset[image->chosen] + 4, &obsolete, 1);
+}
+
+u32 drv_env_save(void)
+{
+	u32 result = SERVICE_OK;
+
+	mutex_lock(&env_mutex);
+	if (working.bytes && working.changed)
+		result = store(&working);
+	drop(&working);
+	mutex_unlock(&env_mutex);
+	return result;
+}
+EXPORT_SYMBOL(drv_env_save);

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+/* The flash service over MTD partitions, and partition bytes for the environment. */
+#include <linux/err.h>
+#include <linux/mtd/mtd.h>
+#include <linux/mutex.h>
+#include <linux/slab.h>
+#include <linux/vmalloc.h>
+
+#include "platform/flash.h"
+#include "platform/linux/compat.h"
+#include "services.h"
+
+/* Read-modify-erase-write is one step for everybody. */
+static DEFINE_MUTEX(flash_mutex);
+
+static u32 read_bytes(struct mtd_info *mtd, u32 offset, u8 *buf, u32 len)
+{
+	size_t moved = 0;
+	int result = mtd_read(mtd, offset, len, &moved, buf);
+
+	if (mtd_is_bitflip(result))
+		result = 0; /* corrected */
+	return result || moved != len ? SERVICE_IO_ERROR : SERVICE_OK;
+}
+
+static u32 program(struct mtd_info *mtd, u32 offset, const u8 *buf, u32 len)
+{
+	size_t moved = 0;
+	int result = mtd_write(mtd, offset, len, &moved, buf);
+
+	return result || moved != len ? SERVICE_IO_ERROR : SERVICE_OK;
+}
+
+static u32 erase(struct mtd_info *mtd, u32 start)
+{
+	struct erase_info info = { .addr = start, .len = mtd->erasesize };
+
+	compat_erase_info_init(&info, mtd);
+	return mtd_erase(mtd, &info) ? SERVICE_IO_ERROR : SERVICE_OK;
+}
+
+/* The range of @new that differs from @old: first byte and length; 0 for none. */
+static u32 changed_range(const u8 *old, const u8 *new, u32 len, u32 *first, bool *only_clears)
+{
+	u32 last = 0;
+	u32 found = 0;
+	u32 i;
+
+	*only_clears = true;
+	for (i = 0; i < len; i++) {
+		if (old[i] == new[i])
+			continue;
+		if (!found++)
+			*first = i;
+		last = i;
+		if ((old[i] & new[i]) != new[i])
+			*only_clears = false;
+	}
+	return found ? last - *first + 1 : 0;
+}
+
+/* @whole holds an erase block; @buf goes to offset @from of the block at @start. */
+static u32 write_block(struct mtd_info *mtd, u32 start, u32 from, const u8 *buf, u32 len,
+		       u8 *whole)
+{
+	bool only_clears;
+	u32 first = 0;
+	u32 count;
+	u32 result = read_bytes(mtd, start, whole, mtd->erasesize);
+
+	if (result)
+		return result;
+	count = changed_range(whole + from, buf, len, &first, &only_clears);
+	if (!count)
+		return SERVICE_OK;
+	/* Devices without locks refuse the unlock, which does not matter. */
+	mtd_unlock(mtd, start, mtd->erasesize);
+	if (only_clears && mtd->type == MTD_NORFLASH && mtd->writesize == 1) {
+		result = program(mtd, start + from + first, buf + first, count);
+	} else {
+		memcpy(whole + from, buf, len);
+		result = erase(mtd, start);
+		if (!result)
+			result = program(mtd, start, whole, mtd->erasesize);
+	}
+	if (result)
+		return result;
+	result = read_bytes(mtd, start + from, whole + from, len);
+	if (result)
+		return result;
+	return memcmp(whole + from, buf, len) ? SERVICE_VERIFY_FAILED : SERVICE_OK;
+}
+
+static u32 write_blocks(struct mtd_info *mtd, u32 offset, const u8 *buf, u32 len)
+{
+	u32 result = SERVICE_OK;
+	u8 *whole = vmalloc(mtd->erasesize);
+
+	if (!whole)
+		return SERVICE_NO_MEMORY;
+	while (len && !result) {
+		u32 from = offset % mtd->erasesize;
+		u32 here = min(len, mtd->erasesize - from);
+
+		result = write_block(mtd, offset - from, from, buf, here, whole);
+		offset += here;
+		buf += here;
+		len -= here;
+	}
+	vfree(whole);
+	return result;
+}
+
+static struct mtd_info *open_partition(const char *partition, u32 offset, u32 len, u32 *result)
+{
+	struct mtd_info *mtd = get_mtd_device_nm(partition);
+
+	if (IS_ERR(mtd)) {
+		*result = SERVICE_NO_CHIP;
+		return NULL;
+	}
+	if ((u64)offset + len > mtd->size) {
+		put_mtd_device(mtd);
+		*result = SERVICE_OUT_OF_RANGE;
+		return NULL;
+	}
+	return mtd;
+}
+
+u32 flash_read(const char *partition, u32 offset, u8 *buf, u32 len)
+{
+	u32 result;
+	struct mtd_info *mtd = open_partition(partition, offset, len, &result);
+
+	if (!mtd)
+		return result;
+	mutex_lock(&flash_mutex);
+	result = len ? read_bytes(mtd, offset, buf, len) : SERVICE_OK;
+	mutex_unlock(&flash_mutex);
+	put_mtd_device(mtd);
+	return result;
+}
+
+u32 flash_write(const char *partition, u32 offset, const u8 *buf, u32 len)
+{
+	u32 result;
+	struct mtd_info *mtd = open_partition(partition, offset, len, &result);
+
+	if (!mtd)
+		return result;
+	mutex_lock(&flash_mutex);
+	result = write_blocks(mtd, offset, buf, len);
+	mutex_unlock(&flash_mutex);
+	put_mtd_device(mtd);
+	return result;
+}
+
+static const char *partition_of(u32 chip)
+{
+	board_node node = board_medium("flash", chip);
+
+	return node ? board_tree_attribute(board_tree(), node, "mtd") : NULL;
+}
+
+u32 drv_flash_read(u32 inst, u32 chip, u32 offset, u8 *buf, u32 len)
+{
+	const char *partition = partition_of(chip);
+
+	if (!partition)
+		return SERVICE_NO_CHIP;
+	return buf ? flash_read(partition, offset, buf, len) : SERVICE_NULL_ARGUMENT;
+}
+EXPORT_SYMBOL(drv_flash_read);
+
+u32 drv_flash_write(u32 inst, u32 chip, u32 offset, const u8 *buf, u32 len)
+{
+	const char *partition = partition_of(chip);
+
+	if (!partition)
+		return SERVICE_NO_CHIP;
+	return buf ? flash_write(partition, offset, buf, len) : SERVICE_NULL_ARGUMENT;
+}
+EXPORT_SYMBOL(drv_flash_write);

@@ -1,0 +1,202 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+/* The log service: a ring of lines per module number, readable in debugfs, and
+ * printk up to a level. */
+#include <linux/debugfs.h>
+#include <linux/kernel.h>
+#include <linux/module.h>
+#include <linux/seq_file.h>
+#include <linux/slab.h>
+#include <linux/spinlock.h>
+#include <linux/string.h>
+#include <linux/vmalloc.h>
+
+#include "platform/log.h"
+#include "services.h"
+
+static unsigned int log_level = PLATFORM_LOG_ERROR;
+module_param(log_level, uint, 0644);
+MODULE_PARM_DESC(log_level, "lines up to this level go to the kernel log: 0 none, 1 errors, 2 notices, 3 dumps");
+
+static unsigned int ring_level = PLATFORM_LOG_NOTICE;
+module_param(ring_level, uint, 0644);
+MODULE_PARM_DESC(ring_level, "lines up to this level are kept in the rings");
+
+#define RINGS 4
+#define LINE_MAX_BYTES 256
+#define UNREGISTERED_BYTES 1024
+
+/* Lines "LEVEL TEXT\n" in a circle of bytes; a line that does not fit pushes the
+ * oldest lines out. */
+struct ring {
+	bool used;
+	u32 module;
+	char name[40];
+	u32 capacity;
+	u32 start;
+	u32 length;
+	char *bytes;
+	struct dentry *file;
+};
+
+static struct ring rings[RINGS];
+static DEFINE_SPINLOCK(rings_lock);
+static struct dentry *folder;
+
+static char ring_at(const struct ring *ring, u32 index)
+{
+	return ring->bytes[(ring->start + index) % ring->capacity];
+}
+
+static void drop_oldest(struct ring *ring)
+{
+	u32 count = 0;
+
+	while (count < ring->length && ring_at(ring, count) != '\n')
+		count++;
+	count = min(count + 1, ring->length);
+	ring->start = (ring->start + count) % ring->capacity;
+	ring->length -= count;
+}
+
+static void append(struct ring *ring, const char *line, u32 length)
+{
+	u32 i;
+
+	if (length > ring->capacity)
+		return;
+	while (ring->capacity - ring->length < length)
+		drop_oldest(ring);
+	for (i = 0; i < length; i++)
+		ring->bytes[(ring->start + ring->length + i) % ring->capacity] = line[i];
+	ring->length += length;
+}
+
+static struct ring *find_ring(u32 module)
+{
+	size_t i;
+
+	for (i = 0; i < RINGS; i++) {
+		if (rings[i].used && rings[i].module == module)
+			return &rings[i];
+	}
+	return NULL;
+}
+
+static int show_ring(struct seq_file *file, void *unused)
+{
+	struct ring *ring = file->private;
+	char *copy = vmalloc(ring->capacity);
+	unsigned long flags;
+	u32 length;
+	u32 i;
+
+	if (!copy)
+		return -ENOMEM;
+	spin_lock_irqsave(&rings_lock, flags);
+	length = ring->length;
+	for (i = 0; i < length; i++)
+		copy[i] = ring_at(ring, i);
+	spin_unlock_irqrestore(&rings_lock, flags);
+	seq_write(file, copy, length);
+	vfree(copy);
+	return 0;
+}
+
+static int open_ring(struct inode *inode, struct file *file)
+{
+	return single_open(file, show_ring, inode->i_private);
+}
+
+static const struct file_operations ring_operations = {
+	.owner = THIS_MODULE,
+	.open = open_ring,
+	.read = seq_read,
+	.llseek = seq_lseek,
+	.release = single_release,
+};
+
+static int add_ring(u32 module, const char *name, u32 capacity)
+{
+	char *bytes = vzalloc(capacity);
+	struct ring *ring = NULL;
+	unsigned long flags;
+	size_t i;
+
+	if (!bytes)
+		return -ENOMEM;
+	spin_lock_irqsave(&rings_lock, flags);
+	for (i = 0; i < RINGS && !ring; i++) {
+		if (!rings[i].used)
+			ring = &rings[i];
+	}
+	if (ring) {
+		ring->module = module;
+		ring->capacity = capacity;
+		ring->bytes = bytes;
+		strscpy(ring->name, name, sizeof(ring->name));
+		ring->used = true;
+	}
+	spin_unlock_irqrestore(&rings_lock, flags);
+	if (!ring) {
+		vfree(bytes);
+		return -ENOSPC;
+	}
+	ring->file = debugfs_create_file(ring->name, 0400, folder, ring, &ring_operations);
+	return 0;
+}
+
+u32 drv_log_register(u32 module, const char *name, u32 bytes)
+{
+	/* A module that is loaded again finds its ring. */
+	if (find_ring(module))
+		return SERVICE_OK;
+	if (!bytes)
+		return SERVICE_NULL_ARGUMENT;
+	return add_ring(module, name, bytes) ? SERVICE_NO_MEMORY : SERVICE_OK;
+}
+EXPORT_SYMBOL(drv_log_register);
+
+void drv_log_record(u32 module, u32 level, u32 reserved, const char *format, ...)
+{
+	char line[LINE_MAX_BYTES];
+	bool to_kernel = level <= READ_ONCE(log_level);
+	struct ring *ring;
+	unsigned long flags;
+	va_list arguments;
+	int length;
+
+	if (!to_kernel && level > READ_ONCE(ring_level))
+		return;
+	va_start(arguments, format);
+	length = scnprintf(line, sizeof(line), "%u ", level);
+	length += vscnprintf(line + length, sizeof(line) - length - 1, format, arguments);
+	va_end(arguments);
+	if (to_kernel)
+		printk(level == PLATFORM_LOG_ERROR ? KERN_ERR "mac_mng: %s\n" :
+						     KERN_INFO "mac_mng: %s\n", line + 2);
+	line[length++] = '\n';
+	spin_lock_irqsave(&rings_lock, flags);
+	ring = find_ring(module);
+	if (ring && level <= READ_ONCE(ring_level))
+		append(ring, line, length);
+	spin_unlock_irqrestore(&rings_lock, flags);
+}
+EXPORT_SYMBOL(drv_log_record);
+
+int log_start(void)
+{
+	folder = debugfs_create_dir("mac_platform", NULL);
+	/* Module number 0 has lines before anybody registers. */
+	return add_ring(0, "platform", UNREGISTERED_BYTES);
+}
+
+void log_stop(void)
+{
+	size_t i;
+
+	debugfs_remove_recursive(folder);
+	for (i = 0; i < RINGS; i++) {
+		vfree(rings[i].bytes);
+		memset(&rings[i], 0, sizeof(rings[i]));
+	}
+}

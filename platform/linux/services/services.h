@@ -1,0 +1,44 @@
+/* SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause */
+/* What the reference services share. */
+#ifndef PLATFORM_LINUX_SERVICES_H
+#define PLATFORM_LINUX_SERVICES_H
+
+#include <linux/device.h>
+#include <linux/module.h>
+#include <linux/types.h>
+
+#include "platform/common/board_tree.h"
+#include "platform/common/service_status.h"
+
+/* The board, loaded once and read-only from then on. */
+const struct board_tree *board_tree(void);
+/* Its <platform> element, 0 without a board. */
+board_node board_platform(void);
+/* The element of that kind and chip number under <platform>, or 0. */
+board_node board_medium(const char *kind, u32 chip);
+/* A number attribute; @otherwise without it. */
+u32 board_number(board_node node, const char *attribute, u32 otherwise);
+
+int board_load(struct device *device);
+void board_unload(void);
+
+int log_start(void);
+void log_stop(void);
+int driver_manager_start(void);
+void driver_manager_stop(void);
+int env_start(void);
+int diag_start(struct kobject *parent);
+void diag_stop(void);
+/* Drops the objects of a module that goes away. */
+void diag_forget(const struct module *module);
+void driver_forget(const struct module *module);
+int xml_start(void);
+void xml_stop(void);
+
+struct mtd_info;
+/* Reads, or stores with read-modify-erase-write and read-back, bytes of a flash
+ * partition. 0 or a service_status. May sleep. */
+u32 flash_read(const char *partition, u32 offset, u8 *buf, u32 len);
+u32 flash_write(const char *partition, u32 offset, const u8 *buf, u32 len);
+
+#endif

@@ -1,0 +1,21 @@
+#!/bin/sh
+# SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+# Builds mac_mng.ko and mac_platform.ko against a kernel tree.
+#
+#   build-modules.sh KDIR OUTPUT [MAKE-VARIABLE ...]
+#
+# The sources are laid out as links in OUTPUT, so that nothing is written into them.
+set -eu
+cd "$(dirname "$0")/.."
+kdir=$1
+output=$2
+shift 2
+mkdir -p "$output"
+output=$(realpath "$output")
+for folder in base config storage core service control platform include; do
+	find "$folder" -type d -exec mkdir -p "$output/{}" \;
+	find "$folder" -type f -exec ln -sf "$PWD/{}" "$output/{}" \;
+done
+ln -sf "$PWD/sources.mk" "$output/sources.mk"
+ln -sf "$PWD/platform/linux/Kbuild" "$output/Kbuild"
+exec make -C "$kdir" M="$output" "$@" modules
