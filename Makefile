@@ -3,7 +3,7 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help test-kernel packages-kernel modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
@@ -11,6 +11,7 @@ help:
 	@echo "make build         build macctl: build/release/macctl"
 	@echo "make install       macctl and the public headers, under PREFIX (/usr/local) and DESTDIR"
 	@echo "make modules       the kernel modules, KDIR=... for a kernel tree other than the running one's"
+	@echo "make test-kernel   both modules on Debian's arm64 kernel under QEMU, tests in the guest"
 	@echo "make freestanding  gate: the system's objects as a kernel module needs them"
 	@echo "make coverage      line and branch coverage of the system"
 	@echo "make lint          direction of includes, clang-tidy"
@@ -20,6 +21,8 @@ packages-demo:
 	@scripts/install-packages.sh demo
 packages-test:
 	@scripts/install-packages.sh test
+packages-kernel:
+	@scripts/install-packages.sh kernel
 packages-all:
 	@scripts/install-packages.sh all
 
@@ -45,6 +48,10 @@ KDIR ?= /lib/modules/$(shell uname -r)/build
 modules:
 	@scripts/build-modules.sh "$(KDIR)" build/modules
 	@echo "built build/modules/mac_mng.ko and build/modules/mac_platform.ko"
+
+test-kernel: packages-kernel
+	@scripts/build.sh
+	@scripts/test-kernel.sh
 
 freestanding: packages-all
 	@scripts/freestanding.sh

@@ -14,8 +14,8 @@ trap 'rm -rf "$scratch"' EXIT
 cp "$source_dir/boards/demo.xml" "$scratch/board.xml"
 cd "$scratch"
 cat >fw_env.config <<CONFIG
-$scratch/uboot-env.bin 0x0    0x4000
-$scratch/uboot-env.bin 0x4000 0x4000
+$scratch/uboot-env.bin 0x0     0x4000
+$scratch/uboot-env.bin 0x10000 0x4000
 CONFIG
 
 if [ -t 1 ]; then

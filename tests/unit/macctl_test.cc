@@ -21,7 +21,7 @@ protected:
     Macctl() {
         folder.write("demo.xml", test_board());
         folder.write("fw.cfg", folder.path("uboot-env.bin").string() + " 0x0 0x4000\n" +
-                                   folder.path("uboot-env.bin").string() + " 0x4000 0x4000\n");
+                                   folder.path("uboot-env.bin").string() + " 0x10000 0x4000\n");
     }
 
     static std::string test_board() {

@@ -17,13 +17,13 @@ static DEFINE_MUTEX(eeprom_mutex);
  */
 static struct nvmem_device *find_nvmem(const char *name)
 {
-	struct nvmem_device *nvmem = nvmem_device_get(NULL, name);
+	struct nvmem_device *nvmem = nvmem_device_get(services_device(), name);
 	char numbered[40];
 	int id;
 
 	for (id = 0; IS_ERR(nvmem) && id < 256; id++) {
 		scnprintf(numbered, sizeof(numbered), "%s%d", name, id);
-		nvmem = nvmem_device_get(NULL, numbered);
+		nvmem = nvmem_device_get(services_device(), numbered);
 	}
 	return nvmem;
 }

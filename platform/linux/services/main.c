@@ -18,6 +18,11 @@ static const struct firmware *firmware;
 static struct board_tree tree;
 static board_node platform_node;
 
+struct device *services_device(void)
+{
+	return root;
+}
+
 const struct board_tree *board_tree(void)
 {
 	return &tree;

@@ -10,6 +10,9 @@
 #include "platform/common/board_tree.h"
 #include "platform/common/service_status.h"
 
+/* The device of the services; kernels with device trees want one for every look-up. */
+struct device *services_device(void);
+
 /* The board, loaded once and read-only from then on. */
 const struct board_tree *board_tree(void);
 /* Its <platform> element, 0 without a board. */

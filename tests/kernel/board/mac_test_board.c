@@ -1,0 +1,300 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+/*
+ * A board for the kernel tests: an MTD device with NOR rules that holds the
+ * partitions "manuinfo" and "u-boot-env", and an I2C adapter with four 24Cxx
+ * chips. The real MTD core, at24 and nvmem sit on top.
+ *
+ * Faults are switched on in debugfs, folder mac_test_board: each file holds the
+ * number of the next operation of its kind that the fault hits, 0 for none.
+ */
+#include <linux/debugfs.h>
+#include <linux/i2c.h>
+#include <linux/module.h>
+#include <linux/mtd/mtd.h>
+#include <linux/mtd/partitions.h>
+#include <linux/property.h>
+#include <linux/vmalloc.h>
+
+#define NOR_BYTES 0x40000
+#define NOR_ERASE 0x10000
+
+/* The N-th operation to come fails, or is dropped in silence. */
+struct faults {
+	u32 fail;
+	u32 drop;
+	u32 count;
+};
+
+enum outcome { DO, FAIL, DROP };
+
+static enum outcome next_outcome(struct faults *faults)
+{
+	faults->count++;
+	if (faults->fail && --faults->fail == 0)
+		return FAIL;
+	if (faults->drop && --faults->drop == 0)
+		return DROP;
+	return DO;
+}
+
+/* --- NOR flash --- */
+
+static u8 *nor;
+static struct faults nor_read_faults, nor_write_faults, nor_erase_faults;
+
+static int nor_read(struct mtd_info *mtd, loff_t from, size_t len, size_t *moved, u_char *buf)
+{
+	if (next_outcome(&nor_read_faults) == FAIL)
+		return -EIO;
+	memcpy(buf, nor + from, len);
+	*moved = len;
+	return 0;
+}
+
+/* Programming clears bits and sets none. */
+static int nor_write(struct mtd_info *mtd, loff_t to, size_t len, size_t *moved, const u_char *buf)
+{
+	enum outcome outcome = next_outcome(&nor_write_faults);
+	size_t i;
+
+	if (outcome == FAIL)
+		return -EIO;
+	for (i = 0; outcome == DO && i < len; i++)
+		nor[to + i] &= buf[i];
+	*moved = len;
+	return 0;
+}
+
+static int nor_erase(struct mtd_info *mtd, struct erase_info *info)
+{
+	enum outcome outcome = next_outcome(&nor_erase_faults);
+
+	if (outcome == FAIL)
+		return -EIO;
+	if (outcome == DO)
+		memset(nor + info->addr, 0xff, info->len);
+	return 0;
+}
+
+static const struct mtd_partition partitions[] = {
+	{ .name = "manuinfo", .offset = 0, .size = 0x20000 },
+	{ .name = "u-boot-env", .offset = 0x20000, .size = 0x20000 },
+};
+
+static struct mtd_info nor_device = {
+	.name = "mac_test_nor",
+	.type = MTD_NORFLASH,
+	.flags = MTD_CAP_NORFLASH,
+	.size = NOR_BYTES,
+	.erasesize = NOR_ERASE,
+	.writesize = 1,
+	.writebufsize = 1,
+	.owner = THIS_MODULE,
+	._read = nor_read,
+	._write = nor_write,
+	._erase = nor_erase,
+};
+
+/* --- I2C EEPROMs --- */
+
+struct chip {
+	u16 address;
+	const char *type;
+	u32 bytes;
+	u32 address_bytes;
+	u32 page;
+	u8 *content;
+	u32 position;
+	struct i2c_client *client;
+};
+
+static struct chip chips[] = {
+	{ .address = 0x50, .type = "24c64", .bytes = 0x2000, .address_bytes = 2, .page = 32 },
+	{ .address = 0x51, .type = "24c64", .bytes = 0x2000, .address_bytes = 2, .page = 32 },
+	{ .address = 0x52, .type = "24c02", .bytes = 0x100, .address_bytes = 1, .page = 8 },
+	{ .address = 0x53, .type = "24c02", .bytes = 0x100, .address_bytes = 1, .page = 8 },
+};
+
+static struct faults eeprom_read_faults, eeprom_write_faults;
+
+static struct chip *chip_at(u16 address)
+{
+	size_t i;
+
+	for (i = 0; i < ARRAY_SIZE(chips); i++) {
+		if (chips[i].address == address)
+			return &chips[i];
+	}
+	return NULL;
+}
+
+/* A write message: the position, then bytes of one page, which wrap inside it. */
+static int chip_write(struct chip *chip, const u8 *buf, u16 len)
+{
+	enum outcome outcome;
+	u32 i;
+
+	if (len < chip->address_bytes)
+		return -EIO;
+	chip->position = chip->address_bytes == 2 ? buf[0] << 8 | buf[1] : buf[0];
+	chip->position %= chip->bytes;
+	len -= chip->address_bytes;
+	if (!len)
+		return 0;
+	outcome = next_outcome(&eeprom_write_faults);
+	if (outcome == FAIL)
+		return -EIO;
+	for (i = 0; outcome == DO && i < len; i++) {
+		u32 page = chip->position & ~(chip->page - 1);
+
+		chip->content[page + (chip->position + i) % chip->page] = buf[chip->address_bytes + i];
+	}
+	return 0;
+}
+
+static int chip_read(struct chip *chip, u8 *buf, u16 len)
+{
+	u16 i;
+
+	if (next_outcome(&eeprom_read_faults) == FAIL)
+		return -EIO;
+	for (i = 0; i < len; i++)
+		buf[i] = chip->content[chip->position++ % chip->bytes];
+	return 0;
+}
+
+static int bus_transfer(struct i2c_adapter *adapter, struct i2c_msg *messages, int count)
+{
+	int i;
+
+	for (i = 0; i < count; i++) {
+		struct i2c_msg *message = &messages[i];
+		struct chip *chip = chip_at(message->addr);
+		int result;
+
+		if (!chip)
+			return -ENXIO;
+		result = message->flags & I2C_M_RD ? chip_read(chip, message->buf, message->len) :
+						     chip_write(chip, message->buf, message->len);
+		if (result)
+			return result;
+	}
+	return count;
+}
+
+static u32 bus_functions(struct i2c_adapter *adapter)
+{
+	return I2C_FUNC_I2C | I2C_FUNC_SMBUS_EMUL;
+}
+
+static const struct i2c_algorithm bus_algorithm = {
+	.master_xfer = bus_transfer,
+	.functionality = bus_functions,
+};
+
+static struct i2c_adapter bus = {
+	.name = "mac_test_bus",
+	.owner = THIS_MODULE,
+	.algo = &bus_algorithm,
+	.nr = 0,
+};
+
+/* at24 writes one byte a cycle unless it is told the page. */
+static const struct property_entry page_32[] = { PROPERTY_ENTRY_U32("pagesize", 32), {} };
+static const struct property_entry page_8[] = { PROPERTY_ENTRY_U32("pagesize", 8), {} };
+static const struct software_node node_32[] = { { .properties = page_32 }, { .properties = page_32 } };
+static const struct software_node node_8[] = { { .properties = page_8 }, { .properties = page_8 } };
+
+static void remove_chips(void)
+{
+	size_t i;
+
+	for (i = 0; i < ARRAY_SIZE(chips); i++) {
+		if (!IS_ERR_OR_NULL(chips[i].client))
+			i2c_unregister_device(chips[i].client);
+		vfree(chips[i].content);
+	}
+}
+
+static int add_chips(void)
+{
+	size_t i;
+
+	for (i = 0; i < ARRAY_SIZE(chips); i++) {
+		struct i2c_board_info info = { .addr = chips[i].address };
+
+		strscpy(info.type, chips[i].type, sizeof(info.type));
+		info.swnode = i < 2 ? &node_32[i] : &node_8[i - 2];
+		chips[i].content = vmalloc(chips[i].bytes);
+		if (!chips[i].content)
+			return -ENOMEM;
+		memset(chips[i].content, 0xff, chips[i].bytes);
+		chips[i].client = i2c_new_client_device(&bus, &info);
+		if (IS_ERR(chips[i].client))
+			return PTR_ERR(chips[i].client);
+	}
+	return 0;
+}
+
+/* --- loading --- */
+
+static struct dentry *folder;
+
+static void publish(const char *name, struct faults *faults)
+{
+	struct dentry *sub = debugfs_create_dir(name, folder);
+
+	debugfs_create_u32("fail", 0600, sub, &faults->fail);
+	debugfs_create_u32("drop", 0600, sub, &faults->drop);
+	debugfs_create_u32("count", 0600, sub, &faults->count);
+}
+
+static int __init board_load(void)
+{
+	int result;
+
+	nor = vmalloc(NOR_BYTES);
+	if (!nor)
+		return -ENOMEM;
+	memset(nor, 0xff, NOR_BYTES);
+	result = mtd_device_register(&nor_device, partitions, ARRAY_SIZE(partitions));
+	if (result)
+		goto no_nor;
+	result = i2c_add_numbered_adapter(&bus);
+	if (result)
+		goto no_bus;
+	result = add_chips();
+	if (result)
+		goto no_chips;
+	folder = debugfs_create_dir("mac_test_board", NULL);
+	publish("nor_read", &nor_read_faults);
+	publish("nor_write", &nor_write_faults);
+	publish("nor_erase", &nor_erase_faults);
+	publish("eeprom_read", &eeprom_read_faults);
+	publish("eeprom_write", &eeprom_write_faults);
+	return 0;
+
+no_chips:
+	remove_chips();
+	i2c_del_adapter(&bus);
+no_bus:
+	mtd_device_unregister(&nor_device);
+no_nor:
+	vfree(nor);
+	return result;
+}
+
+static void __exit board_unload(void)
+{
+	debugfs_remove_recursive(folder);
+	remove_chips();
+	i2c_del_adapter(&bus);
+	mtd_device_unregister(&nor_device);
+	vfree(nor);
+}
+
+module_init(board_load);
+module_exit(board_unload);
+
+MODULE_DESCRIPTION("Emulated media for the tests of mac_mng");
+MODULE_LICENSE("Dual BSD/GPL");

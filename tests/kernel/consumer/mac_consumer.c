@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+/*
+ * A module as an author of one would write it: with the public header alone it
+ * calls all ten functions on MAC type 1 and instance 3 and says what it got. A
+ * line "ok" or "not ok" for each goes to the kernel log.
+ */
+#include <linux/kernel.h>
+#include <linux/module.h>
+#include <linux/mutex.h>
+#include <linux/string.h>
+
+#include "mac_mng/mac_mng.h"
+
+/* The exported functions take no lock: this module's callers share this one. */
+static DEFINE_MUTEX(consumer_mutex);
+
+static unsigned int failures;
+
+static void check(bool good, const char *what, u32 found)
+{
+	if (!good)
+		failures++;
+	pr_info("mac_consumer: %s - %s (0x%x)\n", good ? "ok" : "not ok", what, found);
+}
+
+static void use_block(void)
+{
+	static const u8 base[6] = { 0x00, 0x11, 0x22, 0x33, 0x44, 0xff };
+	static const u8 other[6] = { 0x02, 0x00, 0x00, 0x00, 0x00, 0x01 };
+	u8 list[12];
+	u8 addr[6];
+	u32 num = 0;
+	u32 result;
+
+	result = drv_mac_set_addr_num(MAC_DEFAULT_INSTANCE, 1, 8, base);
+	check(result == 0, "set address and count", result);
+	result = drv_mac_get_addr(MAC_DEFAULT_INSTANCE, 1, addr, sizeof(addr));
+	check(result == 0 && !memcmp(addr, base, 6), "get address", result);
+	result = drv_mac_get_num(MAC_DEFAULT_INSTANCE, 1, &num);
+	check(result == 0 && num == 8, "get count", result);
+	result = drv_mac_get_addr_num(MAC_DEFAULT_INSTANCE, 1, 2, list, sizeof(list));
+	check(result == 0 && list[10] == 0x45 && list[11] == 0x00, "list", result);
+	result = drv_mac_set_addr(MAC_DEFAULT_INSTANCE, 1, other);
+	check(result == 0, "set address", result);
+	result = drv_mac_set_num(MAC_DEFAULT_INSTANCE, 1, 4);
+	check(result == 0, "set count", result);
+	result = drv_mac_get_num(MAC_DEFAULT_INSTANCE, 1, NULL);
+	check(result == (u32)MAC_INVALID_ARGUMENT, "a null pointer is refused", result);
+}
+
+static void use_instance_and_hooks(void)
+{
+	u8 byte = 0x5a;
+	u32 result;
+
+	result = drv_mac_init(3);
+	check(result == 0, "mount instance 3", result);
+	result = drv_mac_init(3);
+	check(result == (u32)MAC_FAULT, "mounting it again is refused", result);
+	result = drv_mac_deinit(3);
+	check(result == 0, "unmount it", result);
+	result = drv_mac_patch_func1(&byte, 1);
+	check(result == 0 && byte == 0x5a, "first hook", result);
+	result = drv_mac_patch_func2(&byte, 0);
+	check(result == (u32)MAC_INVALID_ARGUMENT, "second hook without a length", result);
+}
+
+static int __init consumer_load(void)
+{
+	mutex_lock(&consumer_mutex);
+	use_block();
+	use_instance_and_hooks();
+	mutex_unlock(&consumer_mutex);
+	return failures ? -EINVAL : 0;
+}
+
+static void __exit consumer_unload(void)
+{
+}
+
+module_init(consumer_load);
+module_exit(consumer_unload);
+
+MODULE_DESCRIPTION("A consumer of mac_mng");
+MODULE_LICENSE("GPL");
