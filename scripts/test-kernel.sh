@@ -111,7 +111,7 @@ build_modules >"$build/build.log" 2>&1 || { tail -n 40 "$build/build.log" >&2; f
 check_symbols
 build_initramfs
 echo "== kernel arm64 ($release): running"
-timeout "$limit" qemu-system-aarch64 -M virt -cpu cortex-a57 -m 512 -kernel "$kernel" \
+timeout "$limit" qemu-system-aarch64 -M virt -cpu cortex-a57 -m 512 -nic none -kernel "$kernel" \
 	-initrd "$build/initrd.gz" -append "console=ttyAMA0 panic=-1 loglevel=3" -nographic -no-reboot \
 	</dev/null >"$build/console.log" 2>&1 || true
 tr -d '\r' <"$build/console.log" | grep -E '^ *(TAP|ok|not ok|1\.\.|# [0-9])' || true
