@@ -102,10 +102,9 @@ u32 diag_filelist_unregister(const char *name, u32 name_length, const struct dia
 }
 EXPORT_SYMBOL(diag_filelist_unregister);
 
-int diag_start(struct kobject *parent_kobject)
+void diag_start(struct kobject *parent_kobject)
 {
 	parent = parent_kobject;
-	return 0;
 }
 
 void diag_stop(void)

@@ -71,6 +71,7 @@ static void append(struct ring *ring, const char *line, u32 length)
 	ring->length += length;
 }
 
+/* The caller holds rings_lock. */
 static struct ring *find_ring(u32 module)
 {
 	size_t i;
@@ -147,8 +148,14 @@ static int add_ring(u32 module, const char *name, u32 capacity)
 
 u32 drv_log_register(u32 module, const char *name, u32 bytes)
 {
+	unsigned long flags;
+	bool known;
+
 	/* A module that is loaded again finds its ring. */
-	if (find_ring(module))
+	spin_lock_irqsave(&rings_lock, flags);
+	known = find_ring(module) != NULL;
+	spin_unlock_irqrestore(&rings_lock, flags);
+	if (known)
 		return SERVICE_OK;
 	if (!bytes)
 		return SERVICE_NULL_ARGUMENT;

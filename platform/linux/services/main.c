@@ -170,12 +170,7 @@ static int __init services_load(void)
 	result = log_start();
 	if (result)
 		goto no_log;
-	result = xml_start();
-	if (result)
-		goto no_xml;
-	result = diag_start(&root->kobj);
-	if (result)
-		goto no_diag;
+	diag_start(&root->kobj);
 	result = register_module_notifier(&module_notifier);
 	if (result)
 		goto no_notifier;
@@ -183,9 +178,6 @@ static int __init services_load(void)
 
 no_notifier:
 	diag_stop();
-no_diag:
-	xml_stop();
-no_xml:
 	log_stop();
 no_log:
 	board_unload();

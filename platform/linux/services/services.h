@@ -27,18 +27,14 @@ void board_unload(void);
 
 int log_start(void);
 void log_stop(void);
-int driver_manager_start(void);
-void driver_manager_stop(void);
-int env_start(void);
-int diag_start(struct kobject *parent);
+/* Makes directory objects under @parent from now on. */
+void diag_start(struct kobject *parent);
 void diag_stop(void);
 /* Drops the objects of a module that goes away. */
 void diag_forget(const struct module *module);
 void driver_forget(const struct module *module);
-int xml_start(void);
 void xml_stop(void);
 
-struct mtd_info;
 /* Reads, or stores with read-modify-erase-write and read-back, bytes of a flash
  * partition. 0 or a service_status. May sleep. */
 u32 flash_read(const char *partition, u32 offset, u8 *buf, u32 len);

@@ -196,11 +196,6 @@ u32 xml_is_node_exist(u32 inst, const char *top, const char *node, u32 *exists)
 }
 EXPORT_SYMBOL(xml_is_node_exist);
 
-int xml_start(void)
-{
-	return 0;
-}
-
 void xml_stop(void)
 {
 	struct chain *chain;
