@@ -288,22 +288,23 @@ private:
 
     void add_get() {
         CLI::App* const get = object("get", "read a block");
-        type_option(verb(*get, "addr", "its base address", get_addr));
-        type_option(verb(*get, "num", "its count", get_num));
-        CLI::App* const list = verb(*get, "list", "its addresses, one a line", get_list);
+        type_option(verb(*get, "addr", "base address of a block", get_addr));
+        type_option(verb(*get, "num", "count of a block", get_num));
+        CLI::App* const list = verb(*get, "list", "addresses of a block, one a line", get_list);
         type_option(list);
         num_option(list, "-n,--num", "only the first so many");
     }
 
     void add_set() {
         CLI::App* const set = object("set", "change a block");
-        CLI::App* const addr = verb(*set, "addr", "its base address", set_addr);
+        CLI::App* const addr =
+            verb(*set, "addr", "change the base address, keep the count", set_addr);
         type_option(addr);
         address_argument(addr);
-        CLI::App* const num = verb(*set, "num", "its count", set_num);
+        CLI::App* const num = verb(*set, "num", "change the count, keep the base address", set_num);
         type_option(num);
         num_option(num, "count", "number of addresses, up to 65534")->required();
-        CLI::App* const block = verb(*set, "block", "both", set_block);
+        CLI::App* const block = verb(*set, "block", "program base address and count", set_block);
         type_option(block);
         address_argument(block);
         num_option(block, "count", "number of addresses, up to 65534")->required();
