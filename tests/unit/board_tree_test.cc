@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 
@@ -25,7 +26,7 @@ std::vector<u8> demo_blob() {
 struct Blob {
     explicit Blob(const std::vector<u8>& content)
         : size(static_cast<u32>(content.size())), bytes(new u8[content.size()]) {
-        std::memcpy(bytes.get(), content.data(), content.size());
+        std::copy(content.begin(), content.end(), bytes.get());
     }
     u32 size;
     std::unique_ptr<u8[]> bytes;
