@@ -3,13 +3,14 @@
 // the boot tools on the same environment.
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <fstream>
 
 #include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_status.h"
 #include "tests/support/encoder.h"
 #include "tests/support/folder.h"
-#include "tools/macctl/client.h"
+#include "tools/macctl/target.h"
 #include "tools/macctl/text.h"
 
 namespace {
@@ -116,8 +117,35 @@ TEST_F(Macctl, UsageErrors_ExitWithOne) {
         EXPECT_EQ(outcome.out, "") << arguments;
         EXPECT_NE(outcome.err, "") << arguments;
     }
-    EXPECT_EQ(sh(std::string(MACCTL_PROGRAM) + " get addr -t 0").status, 1) << "no board";
+    EXPECT_EQ(macctl("--device /dev/null get addr -t 0").status, 1) << "one or the other";
     EXPECT_EQ(sh(std::string(MACCTL_PROGRAM) + " --help").status, 0);
+}
+
+TEST_F(Macctl, Device_ThatCannotBeUsed_IsExplained) {
+    const std::string tool = MACCTL_PROGRAM;
+    const Outcome absent = sh(tool + " --device ./none get addr -t 0");
+    EXPECT_EQ(absent.status, 1);
+    EXPECT_EQ(absent.err,
+              "macctl: ./none cannot be opened: No such file or directory; is mac_mng loaded?\n");
+    const Outcome other = sh(tool + " -d /dev/null get addr -t 0");
+    EXPECT_EQ(other.status, 1);
+    EXPECT_EQ(other.err,
+              "macctl: /dev/null is not the control device of mac_mng: Inappropriate ioctl for "
+              "device\n");
+    if (std::filesystem::exists("/dev/mac_mng")) GTEST_SKIP() << "this machine has the device";
+    const Outcome neither = sh(tool + " get addr -t 0");
+    EXPECT_EQ(neither.status, 1);
+    EXPECT_EQ(neither.err,
+              "macctl: there is no /dev/mac_mng: load mac_mng, or name a board file with "
+              "--board\n");
+    EXPECT_EQ(sh(tool + " board compile out").err, "macctl: name the board file with --board\n");
+}
+
+TEST(Device, StatusIsToldApartFromErrno) {
+    EXPECT_EQ(macctl::ioctl_status(-1, EPERM), static_cast<u32>(MAC_FAIL));
+    EXPECT_EQ(macctl::ioctl_status(-1, EFAULT), static_cast<u32>(MAC_FAULT));
+    EXPECT_EQ(macctl::ioctl_status(static_cast<int>(0x811601a4), EPERM), 0x811601a4u);
+    EXPECT_EQ(macctl::ioctl_status(0, EPERM), 0u);
 }
 
 TEST_F(Macctl, BoardThatCannotBeUsed_ExitsWithOne) {

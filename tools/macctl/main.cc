@@ -1,23 +1,19 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-// macctl: the operator's tool. Over a board file it loads the module in this
-// process, issues the control device's commands and unloads it again.
+// macctl: the operator's tool, over a board file or over the control device of a
+// running system, with the same commands.
 //
 // Data goes to standard output, everything else to standard error. Exit status: 0
-// done; 1 the command line or the board file cannot be used; 2 the module refused.
+// done; 1 the command line, the board file or the device cannot be used; 2 the module
+// refused.
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "base/vocabulary.h"
 #include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_mng.h"
-#include "platform/host/device_service.h"
-#include "platform/host/loader.h"
-#include "platform/host/log_service.h"
-#include "platform/log.h"
 #include "tools/macctl/board_compile.h"
-#include "tools/macctl/client.h"
+#include "tools/macctl/target.h"
 
 namespace macctl {
 
@@ -29,6 +25,7 @@ constexpr int kExitRefused = 2;
 
 struct Options {
     std::string board;
+    std::string device;
     u32 inst = MAC_DEFAULT_INSTANCE;
     u32 type = 0;
     u32 num = 0;
@@ -41,11 +38,6 @@ struct Options {
 
 void print_error(const std::string& text) { fmt::print(stderr, "macctl: {}\n", text); }
 
-void print_log(const host::LogLine& line) {
-    const char* const kind = line.level == PLATFORM_LOG_ERROR ? "warning" : "note";
-    fmt::print(stderr, "{}: {}\n", kind, printable_log(line.text));
-}
-
 int finish(const Options& options, const std::string& what, u32 status) {
     if (status == MAC_OK) return kExitDone;
     print_error(
@@ -57,131 +49,117 @@ std::string pool_words(const char* verb, const Options& options) {
     return fmt::format("{}, type {}", verb, options.type);
 }
 
-int get_addr(const Client& client, const Options& options) {
+int get_addr(const Target& target, const Options& options) {
     MacAddress address{};
-    const u32 status = client.get_addr({options.inst, options.type}, &address);
+    const u32 status = target.client().get_addr({options.inst, options.type}, &address);
     if (status == MAC_OK) fmt::print("{}\n", format_address(address.data()));
     return finish(options, pool_words("get addr", options), status);
 }
 
-int get_num(const Client& client, const Options& options) {
+int get_num(const Target& target, const Options& options) {
     u32 num = 0;
-    const u32 status = client.get_num({options.inst, options.type}, &num);
+    const u32 status = target.client().get_num({options.inst, options.type}, &num);
     if (status == MAC_OK) fmt::print("{}\n", num);
     return finish(options, pool_words("get num", options), status);
 }
 
-int get_list(const Client& client, const Options& options) {
+int get_list(const Target& target, const Options& options) {
     u32 num = options.num;
     u32 status = MAC_OK;
-    if (!options.num_given) status = client.get_num({options.inst, options.type}, &num);
+    if (!options.num_given) status = target.client().get_num({options.inst, options.type}, &num);
     std::vector<MacAddress> addresses;
     if (status == MAC_OK) {
-        status = client.get_list({options.inst, options.type}, num, &addresses);
+        status = target.client().get_list({options.inst, options.type}, num, &addresses);
     }
     for (const MacAddress& address : addresses) fmt::print("{}\n", format_address(address.data()));
     return finish(options, pool_words("get list", options), status);
 }
 
-int set_addr(const Client& client, const Options& options) {
+int set_addr(const Target& target, const Options& options) {
     return finish(options, pool_words("set addr", options),
-                  client.set_addr({options.inst, options.type}, options.address));
+                  target.client().set_addr({options.inst, options.type}, options.address));
 }
 
-int set_num(const Client& client, const Options& options) {
+int set_num(const Target& target, const Options& options) {
     return finish(options, pool_words("set num", options),
-                  client.set_num({options.inst, options.type}, options.num));
+                  target.client().set_num({options.inst, options.type}, options.num));
 }
 
-int set_block(const Client& client, const Options& options) {
-    return finish(options, pool_words("set block", options),
-                  client.set_block({options.inst, options.type}, options.address, options.num));
+int set_block(const Target& target, const Options& options) {
+    return finish(
+        options, pool_words("set block", options),
+        target.client().set_block({options.inst, options.type}, options.address, options.num));
 }
 
-int init(const Client& client, const Options& options) {
-    return finish(options, "init", client.init(options.inst));
+int init(const Target& target, const Options& options) {
+    return finish(options, "init", target.client().init(options.inst));
 }
 
-int deinit(const Client& client, const Options& options) {
-    return finish(options, "deinit", client.deinit(options.inst));
+int deinit(const Target& target, const Options& options) {
+    return finish(options, "deinit", target.client().deinit(options.inst));
 }
 
-int show_cfg(const Client& client, const Options& options) {
+int show_cfg(const Target& target, const Options& options) {
     std::string text;
-    const u32 status = client.show_cfg(&text);
+    const u32 status = target.client().show_cfg(&text);
     fmt::print("{}", text);
     return finish(options, "show cfg", status);
 }
 
-int show_types(const Client& client, const Options& options) {
+int show_types(const Target& target, const Options& options) {
     std::string text;
-    const u32 status = client.show_types(&text);
+    const u32 status = target.client().show_types(&text);
     fmt::print("{}", text);
     return finish(options, "show types", status);
 }
 
-int diag(const Client& /*client*/, const Options& options) {
-    for (const host::DiagObject* object : host::diag_objects()) {
-        if (object->group == nullptr) continue;
-        for (platform_attribute** entry = object->group->attributes; *entry != nullptr; ++entry) {
-            if ((*entry)->name != options.attribute) continue;
-            std::vector<char> page(4096);
-            const long length =
-                (*entry)->show(const_cast<host::DiagObject*>(object), *entry, page.data());
-            fmt::print("{}", std::string(page.data(), static_cast<size_t>(length)));
-            return kExitDone;
-        }
+int diag(const Target& target, const Options& options) {
+    const std::optional<std::string> content = target.attribute(options.attribute);
+    if (!content) {
+        print_error("the module has no attribute \"" + options.attribute + "\"");
+        return kExitRefused;
     }
-    print_error("the module has no attribute \"" + options.attribute + "\"");
-    return kExitRefused;
+    fmt::print("{}", *content);
+    return kExitDone;
 }
 
-int log(const Client& /*client*/, const Options& /*options*/) {
-    for (const host::LogLine& line : host::log_lines(mac::kLogModule)) {
-        fmt::print("{} {}\n", line.level, printable_log(line.text));
+int log(const Target& target, const Options& /*options*/) {
+    for (const LogEntry& entry : target.log()) {
+        fmt::print("{} {}\n", entry.level, printable_log(entry.text));
     }
     return kExitDone;
 }
 
+const std::string& board_of(const Options& options) {
+    if (options.board.empty()) throw TargetError("name the board file with --board");
+    return options.board;
+}
+
 int board_compile(const Options& options) {
-    replace_file(options.output, compile_board(host::BoardFile::read(options.board)));
+    replace_file(options.output, compile_board(host::BoardFile::read(board_of(options))));
     return kExitDone;
 }
 
 int board_install(const Options& options) {
     const std::filesystem::path path = std::filesystem::path(options.output) / kBoardFirmware;
-    const std::vector<u8> blob = compile_board(host::BoardFile::read(options.board));
+    const std::vector<u8> blob = compile_board(host::BoardFile::read(board_of(options)));
     std::filesystem::create_directories(path.parent_path());
     replace_file(path, blob);
     return kExitDone;
 }
 
-using Command = int (*)(const Client& client, const Options& options);
+using Command = int (*)(const Target& target, const Options& options);
 
 // A command on the board file itself, without the module.
 using BoardCommand = int (*)(const Options& options);
 
-// Loads the module over the board, runs the command and unloads it.
-int run_on_board(const Options& options, Command command) {
-    const u32 level =
-        options.verbose ? PLATFORM_LOG_DUMP : host::BoardFile::read(options.board).log_level();
-    host::log_set_level(std::max(level, PLATFORM_LOG_NOTICE));
-    host::log_set_sink([level](const host::LogLine& line) {
-        if (line.level <= level) print_log(line);
-    });
-    const host::Session session(options.board);
-    if (session.module().status() != MAC_OK) {
-        print_error("the module does not start: " + describe_status(session.module().status()));
-        return kExitRefused;
-    }
-    if (session.module().listing_status() != MAC_OK) {
-        print_error(fmt::format("{}: <mac> is loaded in part only: {}", options.board,
-                                describe_status(session.module().listing_status())));
-    }
-    const Client client([](u32 number, void* record) {
-        return static_cast<u32>(host::device_ioctl(number, record));
-    });
-    return command(client, options);
+// The device is the default on a system that has it.
+std::unique_ptr<Target> open_target(const Options& options) {
+    if (!options.board.empty()) return open_board(options.board, options.verbose);
+    if (!options.device.empty()) return open_device(options.device);
+    if (std::filesystem::exists(kDevicePath)) return open_device(kDevicePath);
+    throw TargetError(fmt::format("there is no {}: load mac_mng, or name a board file with --board",
+                                  kDevicePath));
 }
 
 u32 parse_number(const std::string& option, const std::string& text) {
@@ -199,8 +177,11 @@ public:
     CommandLine() {
         app_.require_subcommand(1);
         app_.fallthrough();
-        app_.add_option("-b,--board", options_.board, "board file that describes the media")
-            ->required();
+        CLI::Option* const board =
+            app_.add_option("-b,--board", options_.board, "board file that describes the media");
+        app_.add_option("-d,--device", options_.device,
+                        fmt::format("control device (default {}, where it exists)", kDevicePath))
+            ->excludes(board);
         number("-i,--instance", "instance id (default 0xffffffff)", options_.inst);
         app_.add_flag("-v,--verbose", options_.verbose, "print every log line of the module");
 
@@ -230,7 +211,7 @@ public:
             return app_.exit(error) == 0 ? kExitDone : kExitUsage;
         }
         if (board_command_ != nullptr) return board_command_(options_);
-        return run_on_board(options_, command_);
+        return command_(*open_target(options_), options_);
     }
 
 private:
@@ -339,6 +320,9 @@ private:
 int main(int argc, char** argv) {
     try {
         return macctl::CommandLine().run(argc, argv);
+    } catch (const macctl::StartUpError& error) {
+        macctl::print_error(error.what());
+        return macctl::kExitRefused;
     } catch (const std::exception& error) {
         macctl::print_error(error.what());
         return macctl::kExitUsage;
