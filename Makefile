@@ -3,15 +3,17 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help test-kernel packages-kernel modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help test-kernel test-kernels packages-kernel modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
-	@echo "make test          install what is missing, build, pass the tests (gcc and clang, sanitizers)"
+	@echo "make test          install what is missing, build, pass the tests (gcc and clang, sanitizers,"
+	@echo "                   and both modules in an arm64 guest)"
 	@echo "make build         build macctl: build/release/macctl"
 	@echo "make install       macctl and the public headers, under PREFIX (/usr/local) and DESTDIR"
 	@echo "make modules       the kernel modules, KDIR=... for a kernel tree other than the running one's"
 	@echo "make test-kernel   both modules on Debian's arm64 kernel under QEMU, tests in the guest"
+	@echo "make test-kernels  the same on Debian's other kernels: 5.10 to 6.12, arm64 and amd64"
 	@echo "make freestanding  gate: the system's objects as a kernel module needs them"
 	@echo "make coverage      line and branch coverage of the system"
 	@echo "make lint          direction of includes, clang-tidy"
@@ -42,6 +44,7 @@ SANITIZED := -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON
 test: packages-test
 	@scripts/run-tests.sh gcc-sanitized -DCMAKE_CXX_COMPILER=g++ $(SANITIZED)
 	@scripts/run-tests.sh clang-sanitized -DCMAKE_CXX_COMPILER=clang++ $(SANITIZED)
+	@$(MAKE) --no-print-directory test-kernel
 
 # KDIR: a kernel tree or its headers; further variables (ARCH, CROSS_COMPILE) pass through.
 KDIR ?= /lib/modules/$(shell uname -r)/build
@@ -49,9 +52,18 @@ modules:
 	@scripts/build-modules.sh "$(KDIR)" build/modules
 	@echo "built build/modules/mac_mng.ko and build/modules/mac_platform.ko"
 
+# Lanes ARCH:SERIES:MEDIA; see scripts/test-kernel.sh.
+KERNELS ?= arm64:6.1:test
 test-kernel: packages-kernel
 	@scripts/build.sh
-	@scripts/test-kernel.sh
+	@status=0; for lane in $(KERNELS); do \
+		scripts/test-kernel.sh $$(echo $$lane | tr : ' ') || status=1; \
+	done; exit $$status
+
+# The other kernels that Debian has, and the media that a kernel brings itself.
+test-kernels:
+	@$(MAKE) --no-print-directory test-kernel KERNELS="arm64:6.12:test arm64:5.10:test \
+		amd64:6.1:test amd64:6.1:stock amd64:6.12:test amd64:6.12:stock amd64:5.10:test"
 
 freestanding: packages-all
 	@scripts/freestanding.sh

@@ -18,4 +18,4 @@ for folder in base config storage core service control platform include; do
 done
 ln -sf "$PWD/sources.mk" "$output/sources.mk"
 ln -sf "$PWD/platform/linux/Kbuild" "$output/Kbuild"
-exec make -C "$kdir" M="$output" "$@" modules
+exec make -j "$(nproc)" -C "$kdir" M="$output" "$@" modules

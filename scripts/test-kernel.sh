@@ -1,124 +1,200 @@
 #!/bin/bash
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# The kernel lane: builds both modules for Debian's stock arm64 kernel, boots that
-# kernel under QEMU (no KVM) with a test board of emulated media, and runs the
-# guest's tests, whose TAP lines are shown. Downloads are kept in ~/.cache/mac_mng.
+# The kernel lane: builds both modules for a stock Debian kernel, boots it under
+# QEMU (TCG) and runs the guest's tests there, whose TAP lines are shown.
+#
+#   test-kernel.sh ARCH SERIES [MEDIA]
+#
+# ARCH arm64 or amd64; SERIES 6.1, 6.12 or 5.10; MEDIA test (a board of emulated
+# NOR flash and EEPROMs, with faults) or stock (what the kernel itself brings).
+# MAC_QEMU_ACCEL=kvm uses KVM, which has to be asked for: it can be there and hang.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/kernel-packages.sh
 
-cache=${XDG_CACHE_HOME:-$HOME/.cache}/mac_mng/kernel-arm64
-build=$PWD/build/kernel-arm64
-cross=aarch64-linux-gnu-
+arch=${1:?architecture} series=${2:?kernel series} media=${3:-test}
+name=kernel-$arch-$series
+build=$PWD/build/$name
+result=build/results/$name-$media
 limit=300 # seconds for the guest
 
+case $arch in
+arm64)
+	triplet=aarch64-linux-gnu cross32=arm-linux-gnueabihf- kbuild_arch=arm64
+	qemu=(qemu-system-aarch64 -M virt -cpu cortex-a57) console=ttyAMA0
+	;;
+amd64)
+	triplet=x86_64-linux-gnu cross32=i686-linux-gnu- kbuild_arch=x86_64
+	qemu=(qemu-system-x86_64 -cpu max) console=ttyS0
+	;;
+*)
+	echo "test-kernel: no architecture $arch" >&2
+	exit 2
+	;;
+esac
+cross=$triplet-
+user=$CACHE/user-$arch
+kernel=$CACHE/$name
+
+macctl=build/macctl-$arch/macctl
+[ "$arch" != "$(dpkg --print-architecture)" ] || macctl=build/release/macctl
+
 fail() {
-	echo "test-kernel: $*" >&2
-	mkdir -p build/results
-	echo "0 1" >build/results/kernel-arm64
+	echo "test-kernel: $name: $*" >&2
+	echo "0 1" >"$result"
 	exit 1
 }
 
-# apt with package lists of its own, so that the machine's are left alone.
-private_apt() {
-	local command=$1
-	shift
-	"$command" -o Dir::State::Lists="$cache/apt/lists" -o Dir::Cache="$cache/apt/cache" \
-		-o APT::Architectures="arm64,$(dpkg --print-architecture)" \
-		-o APT::Sandbox::User=root -o APT::Get::List-Cleanup=0 "$@"
-}
-
-# The package that a meta package stands for.
-newest() { private_apt apt-cache depends "$1" | awk '$1 == "Depends:" && $2 ~ /^linux-/ { print $2; exit }'; }
-
-fetch() {
-	mkdir -p "$cache/apt/lists/partial" "$cache/apt/cache/archives/partial" "$cache/new"
-	private_apt apt-get update >"$cache/apt.log" 2>&1 || fail "no package lists; see $cache/apt.log"
-	local image headers abi
-	image=$(newest linux-image-arm64:arm64)
-	headers=$(newest linux-headers-arm64:arm64)
-	abi=${headers#linux-headers-}
-	abi=${abi%-arm64*}
-	(cd "$cache/new" && private_apt apt-get download "$image" "$headers" "linux-headers-$abi-common" \
-		linux-kbuild-6.1 busybox-static:arm64 libubootenv-tool:arm64 libubootenv0.1:arm64 \
-		libyaml-0-2:arm64 zlib1g:arm64 libc6:arm64) >>"$cache/apt.log" 2>&1 ||
-		fail "the packages cannot be downloaded; see $cache/apt.log"
-	rm -rf "$cache/root"
-	for package in "$cache"/new/*.deb; do dpkg -x "$package" "$cache/root"; done
-	# The headers look for their common half where a package would put it.
-	sed -i "s#include /usr/src#include $cache/root/usr/src#" "$cache"/root/usr/src/linux-headers-*-arm64/Makefile
-	rm -rf "$cache/new"
-	touch "$cache/complete"
-}
-
-[ -e "$cache/complete" ] || fetch
-kdir=$(echo "$cache"/root/usr/src/linux-headers-*-arm64)
-kernel=$(echo "$cache"/root/boot/vmlinuz-*)
-release=$(basename "$cache"/root/lib/modules/*)
-kbuild=(ARCH=arm64 CROSS_COMPILE=$cross)
+# Of every kernel build. Type data of modules would need pahole, and nothing here does.
+kbuild=("ARCH=$kbuild_arch" "CROSS_COMPILE=$cross" "CC=${cross}gcc" CONFIG_DEBUG_INFO_BTF_MODULES=)
 
 build_modules() {
+	local module
 	scripts/build-modules.sh "$kdir" "$build/modules" "${kbuild[@]}"
-	for module in board consumer; do
+	for module in board consumer fault; do
 		mkdir -p "$build/$module"
 		cp tests/kernel/$module/* "$build/$module/"
-		make -C "$kdir" M="$build/$module" MAC_MNG_INCLUDE="$PWD/include" \
+		make -j "$(nproc)" -C "$kdir" M="$build/$module" MAC_MNG_INCLUDE="$PWD/include" \
 			KBUILD_EXTRA_SYMBOLS="$build/modules/Module.symvers" "${kbuild[@]}" modules
 	done
-	${cross}gcc -O2 -Wall -Wextra -Wno-sign-compare -static -Iinclude tests/kernel/guest.c -o "$build/guest"
-	arm-linux-gnueabihf-gcc -O2 -Wall -Wextra -Wno-sign-compare -static -Iinclude tests/kernel/guest.c \
-		-o "$build/guest32"
 }
 
-# mac_mng.ko exports the ten functions and needs nothing but the kernel's symbols
-# and the platform services that the platform headers declare.
+build_programs() {
+	local warnings='-Wall -Wextra -Wno-sign-compare'
+	${cross}gcc -O2 $warnings -static -Iinclude tests/kernel/guest/*.c -o "$build/guest"
+	${cross32}gcc -O2 $warnings -static -Iinclude tests/kernel/guest/*.c -o "$build/guest32"
+	[ "$macctl" != build/release/macctl ] || return 0
+	cmake -S . -B "build/macctl-$arch" -DCMAKE_BUILD_TYPE=Release -DMAC_TESTS=OFF \
+		-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_CXX_COMPILER="${cross}g++" \
+		-DCMAKE_LIBRARY_ARCHITECTURE=$triplet -DCMAKE_FIND_ROOT_PATH="$user" \
+		-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER \
+		-DCMAKE_CXX_FLAGS="-isystem $user/usr/include" \
+		-DCMAKE_EXE_LINKER_FLAGS="-L$user/usr/lib/$triplet -Wl,-rpath-link,$user/usr/lib/$triplet"
+	cmake --build "build/macctl-$arch" -j "$(nproc)"
+}
+
+build_all() {
+	build_modules
+	build_programs
+}
+
+# mac_mng.ko exports the ten functions, with versions where the kernel has them, and
+# needs nothing but the kernel's symbols and the services that platform/ declares.
 check_symbols() {
 	local module=$build/modules/mac_mng.ko exported foreign
 	exported=$(awk '$3 ~ /mac_mng$/ { print $2 }' "$build/modules/Module.symvers" | sort | tr '\n' ' ')
 	[ "$exported" = "drv_mac_deinit drv_mac_get_addr drv_mac_get_addr_num drv_mac_get_num drv_mac_init drv_mac_patch_func1 drv_mac_patch_func2 drv_mac_set_addr drv_mac_set_addr_num drv_mac_set_num " ] ||
 		fail "mac_mng.ko exports: $exported"
+	if grep -q '^CONFIG_MODVERSIONS=y' "$kernel"/boot/config-*; then
+		! grep -q '^0x00000000' "$build/modules/Module.symvers" || fail "a symbol has no version"
+	fi
 	foreign=$(${cross}nm -u "$module" | awk '{ print $2 }' | sort -u |
 		comm -23 - <(awk '{ print $2 }' "$kdir/Module.symvers" | sort -u) |
 		comm -23 - <(sed -e '/^\/\*/,/\*\//d' platform/*.h | grep -oE '\b[a-z][a-z0-9_]+\(' | tr -d '(' | sort -u))
 	[ -z "$foreign" ] || fail "mac_mng.ko needs undeclared symbols:" $foreign
 }
 
-build_initramfs() {
-	local root=$build/root library
-	rm -rf "$root"
-	mkdir -p "$root"/{bin,modules,etc,var/lock,tmp,proc,sys,dev,lib/firmware,lib/aarch64-linux-gnu,usr/lib/aarch64-linux-gnu}
-	cp "$build/guest" "$root/init"
-	cp "$build/guest" "$build/guest32" "$root/"
-	cp "$cache/root/bin/busybox" "$root/bin/sh"
-	cp "$cache/root/usr/bin/fw_printenv" "$root/bin/"
-	cp "$cache/root/usr/bin/fw_printenv" "$root/bin/fw_setenv"
-	for library in libc.so.6 libz.so.1 ld-linux-aarch64.so.1; do
-		cp -L "$cache/root/lib/aarch64-linux-gnu/$library" "$root/lib/aarch64-linux-gnu/"
+# expect_modinfo MODULE FIELD VALUE: the values, sorted, in one line.
+expect_modinfo() {
+	local found
+	found=$(/sbin/modinfo -F "$2" "$build/modules/$1.ko" | tr ',' '\n' | sort | tr '\n' ' ')
+	[ "$found" = "$3 " ] || fail "modinfo $1: $2 is \"$found\", expected \"$3\""
+}
+
+check_modinfo() {
+	expect_modinfo mac_mng name mac_mng
+	expect_modinfo mac_mng license 'Dual BSD/GPL'
+	expect_modinfo mac_mng description 'MAC address manager of network devices'
+	expect_modinfo mac_mng depends 'mac_platform mtd'
+	expect_modinfo mac_platform license 'Dual BSD/GPL'
+	expect_modinfo mac_platform description 'Reference platform services of mac_mng'
+	expect_modinfo mac_platform depends mtd
+	expect_modinfo mac_platform firmware mac_mng/board.dtb
+	[ -z "$(/sbin/modinfo -F parm "$build/modules/mac_mng.ko")" ] || fail "mac_mng.ko has parameters"
+	[ "$(/sbin/modinfo -F parm "$build/modules/mac_platform.ko" | cut -d: -f1 | sort | tr '\n' ' ')" = \
+		"board log_level ring_level " ] || fail "mac_platform.ko has other parameters"
+}
+
+# add_stock_module NAME: the kernel's module, and beside it the names of those that it
+# needs, those first that need none.
+add_stock_module() {
+	local file need
+	file=$(find "$kernel/lib/modules" -name "$1.ko*" -o -name "${1//-/_}.ko*" | head -n 1)
+	case $file in
+	*.xz) xz -dc "$file" >"$root/modules/$1.ko" ;;
+	?*) cp "$file" "$root/modules/$1.ko" ;;
+	*) return 0 ;; # built in
+	esac
+	: >"$root/modules/$1.needs"
+	for need in $(/sbin/modinfo -F depends "$root/modules/$1.ko" | tr ',' ' '); do
+		add_stock_module "$need"
+		[ ! -e "$root/modules/$need.needs" ] ||
+			cat "$root/modules/$need.needs" >>"$root/modules/$1.needs"
+		echo "$need" >>"$root/modules/$1.needs"
 	done
-	cp -L "$cache/root/lib/aarch64-linux-gnu/ld-linux-aarch64.so.1" "$root/lib/"
-	find "$cache/root/usr/lib/aarch64-linux-gnu" \( -name 'libubootenv.so*' -o -name 'libyaml-0.so*' \) \
-		-exec cp -L {} "$root/usr/lib/aarch64-linux-gnu/" \;
-	printf '/dev/mtd1 0x0 0x4000 0x10000\n/dev/mtd1 0x10000 0x4000 0x10000\n' >"$root/etc/fw_env.config"
-	cp "$cache/root/lib/modules/$release"/kernel/drivers/{mtd/mtd,misc/eeprom/at24}.ko \
-		"$build"/modules/mac_{mng,platform}.ko "$build"/board/*.ko "$build"/consumer/*.ko "$root/modules/"
-	${cross}strip --strip-debug "$root"/modules/*.ko
+}
+
+add_firmware() {
+	local folder=$root/lib/firmware/mac_mng
+	mkdir -p "$folder"
 	build/release/macctl --board boards/demo.xml board install --firmware "$root/lib/firmware"
+	build/release/macctl --board tests/kernel/stock.xml board compile "$folder/stock.dtb"
+	echo "no board at all" >"$folder/garbage.dtb"
+	sed 's/ibm-3740/nothing!/' "$folder/board.dtb" >"$folder/crc.dtb"
+}
+
+build_initramfs() {
+	local applet loader module
+	root=$build/root
+	rm -rf "$root"
+	mkdir -p "$root"/{bin,modules,boards,etc,var/lock,tmp,proc,sys,dev,lib64}
+	mkdir -p "$root/lib/$triplet" "$root/usr/lib/$triplet"
+	cp "$build/guest" "$root/init"
+	cp "$build/guest" "$build/guest32" tests/kernel/same_words.sh "$root/"
+	cp "$user/bin/busybox" "$root/bin/"
+	for applet in sh cmp cp diff grep head printf sed tail wc; do ln -s busybox "$root/bin/$applet"; done
+	cp "$macctl" "$root/bin/macctl"
+	cp "$user/usr/bin/fw_printenv" "$root/bin/"
+	ln -s fw_printenv "$root/bin/fw_setenv"
+	cp boards/demo.xml tests/kernel/stock.xml "$root/boards/"
+	cp -P "$user"/lib/$triplet/*.so* "$user"/usr/lib/$triplet/*.so* "$root/usr/lib/$triplet/"
+	loader=/usr/lib/$triplet/$(basename "$user"/lib/$triplet/ld-linux*)
+	ln -s "$loader" "$root/lib/"
+	ln -s "$loader" "$root/lib64/"
+	printf '/dev/mtd1 0x0 0x4000 0x10000\n/dev/mtd1 0x10000 0x4000 0x10000\n' >"$root/etc/fw_env.config"
+	for module in mtd at24 mtdram i2c-stub; do add_stock_module $module; done
+	cp "$build"/modules/mac_{mng,platform}.ko "$build"/{board,consumer,fault}/*.ko "$root/modules/"
+	${cross}strip --strip-debug "$root"/modules/*.ko "$root/bin/macctl"
+	add_firmware
 	(cd "$root" && find . | cpio -o -H newc 2>/dev/null | gzip -1) >"$build/initrd.gz"
 }
 
+run_guest() {
+	timeout "$limit" "${qemu[@]}" -accel "${MAC_QEMU_ACCEL:-tcg}" -m 512 -nic none \
+		-kernel "$(echo "$kernel"/boot/vmlinuz-*)" -initrd "$build/initrd.gz" \
+		-append "console=$console panic=-1 loglevel=3 mac_media=$media" \
+		-nographic -no-reboot </dev/null >"$build/console-$media.log" 2>&1 || true
+	tr -d '\r' <"$build/console-$media.log"
+}
+
 mkdir -p "$build" build/results
-echo "== kernel arm64 ($release): building"
-build_modules >"$build/build.log" 2>&1 || { tail -n 40 "$build/build.log" >&2; fail "the modules do not build"; }
+fetch_kernel "$arch" "$series" || fail "the kernel cannot be downloaded; see $CACHE/apt.log"
+fetch_user "$arch" || fail "the guest's programs cannot be downloaded; see $CACHE/apt.log"
+kdir=$(echo "$kernel"/usr/src/linux-headers-*-"$arch")
+echo "== $name: building for $(basename "$kernel"/lib/modules/*)"
+# In the background: a function in a condition would not end at its first failure.
+build_all >"$build/build.log" 2>&1 &
+wait $! || { tail -n 40 "$build/build.log" >&2; fail "the build failed"; }
 check_symbols
+check_modinfo
 build_initramfs
-echo "== kernel arm64 ($release): running"
-timeout "$limit" qemu-system-aarch64 -M virt -cpu cortex-a57 -m 512 -nic none -kernel "$kernel" \
-	-initrd "$build/initrd.gz" -append "console=ttyAMA0 panic=-1 loglevel=3" -nographic -no-reboot \
-	</dev/null >"$build/console.log" 2>&1 || true
-tr -d '\r' <"$build/console.log" | grep -E '^ *(TAP|ok|not ok|1\.\.|# [0-9])' || true
-counts=$(tr -d '\r' <"$build/console.log" | sed -n 's/^# \([0-9]*\) passed, \([0-9]*\) failed$/\1 \2/p')
-[ -n "$counts" ] || { tail -n 40 "$build/console.log" >&2; fail "the guest did not finish"; }
-if grep -vE '^ *(ok|not ok) ' "$build/console.log" | grep -qE 'WARNING:|BUG:|Oops|Call trace|corruption'; then
-	fail "the guest's console has a warning; see $build/console.log"
+echo "== $name: running on $media media"
+run_guest >"$build/output"
+grep -E '^ *(TAP|ok|not ok|1\.\.|# )' "$build/output" || true
+counts=$(sed -n 's/^# \([0-9]*\) passed, \([0-9]*\) failed$/\1 \2/p' "$build/output")
+[ -n "$counts" ] || { tail -n 40 "$build/output" >&2; fail "the guest did not finish"; }
+if grep -vE '^ *(ok|not ok) ' "$build/output" | grep -qE 'WARNING:|BUG:|Oops|Call [Tt]race|corruption'; then
+	fail "the guest's console has a warning; see $build/console-$media.log"
 fi
-echo "$counts" >"build/results/kernel-arm64"
+echo "$counts" >"$result"
 [ "${counts#* }" = 0 ]

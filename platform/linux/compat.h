@@ -6,6 +6,10 @@
 #ifndef PLATFORM_LINUX_COMPAT_H
 #define PLATFORM_LINUX_COMPAT_H
 
+#include <linux/err.h>
+#include <linux/fs.h>
+#include <linux/mtd/mtd.h>
+#include <linux/nvmem-consumer.h>
 #include <linux/uaccess.h>
 #include <linux/version.h>
 
@@ -17,10 +21,51 @@
 #endif
 
 /* 4.17: erase_info lost the device; older mtd_erase() reads it from there. */
-#if LINUX_VERSION_CODE >= KERNEL_VERSION(4, 17, 0)
-#define compat_erase_info_init(info, device) ((void)(device))
-#else
-#define compat_erase_info_init(info, device) ((info)->mtd = (device))
+static inline int compat_mtd_erase(struct mtd_info *mtd, u32 start, u32 len)
+{
+	struct erase_info info = { .addr = start, .len = len };
+
+#if LINUX_VERSION_CODE < KERNEL_VERSION(4, 17, 0)
+	info.mtd = mtd;
 #endif
+	return mtd_erase(mtd, &info);
+}
+
+/*
+ * 5.5: looking an nvmem device up by its name takes the reference that
+ * nvmem_device_put() drops. Before, the look-up kept another one for ever, the put
+ * dropped one that nobody had, and a name that is not there gave NULL. Kernels
+ * before 4.7 have no nvmem device for at24 chips at all. All of them have the chip's
+ * file in sysfs.
+ */
+static inline struct nvmem_device *compat_nvmem_get(struct device *device, const char *name)
+{
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 5, 0)
+	return nvmem_device_get(device, name);
+#else
+	return ERR_PTR(-ENOENT);
+#endif
+}
+
+/* 4.14: kernel_read() and kernel_write() got the order of vfs_read(), and the position
+ * became a pointer. */
+static inline ssize_t compat_kernel_read(struct file *file, void *buf, size_t len, loff_t pos)
+{
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(4, 14, 0)
+	return kernel_read(file, buf, len, &pos);
+#else
+	return kernel_read(file, pos, buf, len);
+#endif
+}
+
+static inline ssize_t compat_kernel_write(struct file *file, const void *buf, size_t len,
+					  loff_t pos)
+{
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(4, 14, 0)
+	return kernel_write(file, buf, len, &pos);
+#else
+	return kernel_write(file, buf, len, pos);
+#endif
+}
 
 #endif

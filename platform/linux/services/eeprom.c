@@ -1,105 +1,179 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-/* The EEPROM service over nvmem devices. */
+/* The EEPROM service over nvmem devices or, where a kernel has none for the chip, over
+ * the chip's file in sysfs. */
 #include <linux/err.h>
+#include <linux/fs.h>
 #include <linux/mutex.h>
 #include <linux/nvmem-consumer.h>
 #include <linux/slab.h>
 
 #include "platform/eeprom.h"
+#include "platform/linux/compat.h"
 #include "services.h"
+
+#define SYSFS_CHIP "/sys/bus/i2c/devices/%s/eeprom"
+#define NUMBERS_MAX 256 /* that a kernel may have appended to a chip's name */
 
 static DEFINE_MUTEX(eeprom_mutex);
 
+/* One of the two is set. */
+struct chip {
+	struct nvmem_device *nvmem;
+	struct file *file;
+};
+
 /*
- * An nvmem device by name. Kernels append a number to the name of a chip, in the
- * order in which devices appear: without an exact match the name is tried with
- * each number.
+ * Kernels append a number to the name of a chip, in the order in which devices
+ * appear: without an exact match the name is tried with each number.
  */
 static struct nvmem_device *find_nvmem(const char *name)
 {
-	struct nvmem_device *nvmem = nvmem_device_get(services_device(), name);
+	struct nvmem_device *nvmem = compat_nvmem_get(services_device(), name);
 	char numbered[40];
 	int id;
 
-	for (id = 0; IS_ERR(nvmem) && id < 256; id++) {
+	for (id = 0; IS_ERR(nvmem) && id < NUMBERS_MAX; id++) {
 		scnprintf(numbered, sizeof(numbered), "%s%d", name, id);
-		nvmem = nvmem_device_get(services_device(), numbered);
+		nvmem = compat_nvmem_get(services_device(), numbered);
 	}
-	return nvmem;
-}
-
-/* The nvmem device of a chip; null with the code in @result. */
-static struct nvmem_device *open_chip(u32 chip, u32 offset, u32 len, u32 *result)
-{
-	board_node node = board_medium("eeprom", chip);
-	const char *name = node ? board_tree_attribute(board_tree(), node, "nvmem") : NULL;
-	struct nvmem_device *nvmem;
-
-	*result = SERVICE_NO_CHIP;
-	if (!name)
-		return NULL;
-	if ((u64)offset + len > board_number(node, "size", 0)) {
-		*result = SERVICE_OUT_OF_RANGE;
-		return NULL;
-	}
-	nvmem = find_nvmem(name);
 	return IS_ERR(nvmem) ? NULL : nvmem;
 }
 
-u32 drv_eeprom_read_data(u32 inst, u32 chip, u32 offset, u8 *buf, u32 len)
+/* @name is a path, or an I2C device whose file has a known one. */
+static struct file *find_file(const char *name)
 {
-	struct nvmem_device *nvmem;
+	struct file *file;
+	char path[96];
+
+	if (name[0] != '/') {
+		scnprintf(path, sizeof(path), SYSFS_CHIP, name);
+		name = path;
+	}
+	file = filp_open(name, O_RDWR, 0);
+	return IS_ERR(file) ? NULL : file;
+}
+
+static u32 open_chip(struct chip *chip, u32 number, u32 offset, u32 len)
+{
+	board_node node = board_medium("eeprom", number);
+	const char *name = node ? board_tree_attribute(board_tree(), node, "nvmem") : NULL;
+
+	if (!name)
+		return SERVICE_NO_CHIP;
+	if ((u64)offset + len > board_number(node, "size", 0))
+		return SERVICE_OUT_OF_RANGE;
+	chip->file = NULL;
+	chip->nvmem = name[0] == '/' ? NULL : find_nvmem(name);
+	if (!chip->nvmem)
+		chip->file = find_file(name);
+	return chip->nvmem || chip->file ? SERVICE_OK : SERVICE_NO_CHIP;
+}
+
+static void close_chip(struct chip *chip)
+{
+	if (chip->nvmem)
+		nvmem_device_put(chip->nvmem);
+	else
+		filp_close(chip->file, NULL);
+}
+
+/* A file gives and takes at most a page at a time. */
+static bool read_file(struct file *file, u32 offset, u8 *buf, u32 len)
+{
+	while (len) {
+		ssize_t moved = compat_kernel_read(file, buf, len, offset);
+
+		if (moved <= 0)
+			return false;
+		offset += moved;
+		buf += moved;
+		len -= moved;
+	}
+	return true;
+}
+
+static bool write_file(struct file *file, u32 offset, const u8 *buf, u32 len)
+{
+	while (len) {
+		ssize_t moved = compat_kernel_write(file, buf, len, offset);
+
+		if (moved <= 0)
+			return false;
+		offset += moved;
+		buf += moved;
+		len -= moved;
+	}
+	return true;
+}
+
+static bool read_chip(struct chip *chip, u32 offset, u8 *buf, u32 len)
+{
+	if (chip->nvmem)
+		return nvmem_device_read(chip->nvmem, offset, len, buf) >= 0;
+	return read_file(chip->file, offset, buf, len);
+}
+
+static bool write_chip(struct chip *chip, u32 offset, const u8 *buf, u32 len)
+{
+	if (chip->nvmem)
+		return nvmem_device_write(chip->nvmem, offset, len, (void *)buf) >= 0;
+	return write_file(chip->file, offset, buf, len);
+}
+
+u32 drv_eeprom_read_data(u32 inst, u32 number, u32 offset, u8 *buf, u32 len)
+{
+	struct chip chip;
 	u32 result;
 
 	if (!buf)
 		return SERVICE_NULL_ARGUMENT;
-	nvmem = open_chip(chip, offset, len, &result);
-	if (!nvmem)
+	result = open_chip(&chip, number, offset, len);
+	if (result)
 		return result;
 	mutex_lock(&eeprom_mutex);
-	result = !len || nvmem_device_read(nvmem, offset, len, buf) >= 0 ? SERVICE_OK :
-									    SERVICE_IO_ERROR;
+	if (len && !read_chip(&chip, offset, buf, len))
+		result = SERVICE_IO_ERROR;
 	mutex_unlock(&eeprom_mutex);
-	nvmem_device_put(nvmem);
+	close_chip(&chip);
 	return result;
 }
 EXPORT_SYMBOL(drv_eeprom_read_data);
 
 /* Writes what differs and reads it back: a write-protected chip takes a write in
  * silence. @stored has room for @len bytes. */
-static u32 store(struct nvmem_device *nvmem, u32 offset, const u8 *buf, u32 len, u8 *stored)
+static u32 store(struct chip *chip, u32 offset, const u8 *buf, u32 len, u8 *stored)
 {
-	if (nvmem_device_read(nvmem, offset, len, stored) < 0)
+	if (!read_chip(chip, offset, stored, len))
 		return SERVICE_IO_ERROR;
 	if (!memcmp(stored, buf, len))
 		return SERVICE_OK;
-	if (nvmem_device_write(nvmem, offset, len, (void *)buf) < 0)
+	if (!write_chip(chip, offset, buf, len))
 		return SERVICE_IO_ERROR;
-	if (nvmem_device_read(nvmem, offset, len, stored) < 0)
+	if (!read_chip(chip, offset, stored, len))
 		return SERVICE_IO_ERROR;
 	return memcmp(stored, buf, len) ? SERVICE_VERIFY_FAILED : SERVICE_OK;
 }
 
-u32 drv_eeprom_write_data(u32 inst, u32 chip, u32 offset, const u8 *buf, u32 len)
+u32 drv_eeprom_write_data(u32 inst, u32 number, u32 offset, const u8 *buf, u32 len)
 {
-	struct nvmem_device *nvmem;
+	struct chip chip;
 	u32 result;
 	u8 *stored;
 
 	if (!buf)
 		return SERVICE_NULL_ARGUMENT;
-	nvmem = open_chip(chip, offset, len, &result);
-	if (!nvmem)
+	result = open_chip(&chip, number, offset, len);
+	if (result)
 		return result;
 	stored = kmalloc(len + 1, GFP_KERNEL);
 	result = SERVICE_NO_MEMORY;
 	if (stored) {
 		mutex_lock(&eeprom_mutex);
-		result = len ? store(nvmem, offset, buf, len, stored) : SERVICE_OK;
+		result = len ? store(&chip, offset, buf, len, stored) : SERVICE_OK;
 		mutex_unlock(&eeprom_mutex);
 	}
 	kfree(stored);
-	nvmem_device_put(nvmem);
+	close_chip(&chip);
 	return result;
 }
 EXPORT_SYMBOL(drv_eeprom_write_data);

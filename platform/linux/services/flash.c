@@ -31,14 +31,6 @@ static u32 program(struct mtd_info *mtd, u32 offset, const u8 *buf, u32 len)
 	return result || moved != len ? SERVICE_IO_ERROR : SERVICE_OK;
 }
 
-static u32 erase(struct mtd_info *mtd, u32 start)
-{
-	struct erase_info info = { .addr = start, .len = mtd->erasesize };
-
-	compat_erase_info_init(&info, mtd);
-	return mtd_erase(mtd, &info) ? SERVICE_IO_ERROR : SERVICE_OK;
-}
-
 /* The range of @new that differs from @old: first byte and length; 0 for none. */
 static u32 changed_range(const u8 *old, const u8 *new, u32 len, u32 *first, bool *only_clears)
 {
@@ -79,7 +71,8 @@ static u32 write_block(struct mtd_info *mtd, u32 start, u32 from, const u8 *buf,
 		result = program(mtd, start + from + first, buf + first, count);
 	} else {
 		memcpy(whole + from, buf, len);
-		result = erase(mtd, start);
+		result = compat_mtd_erase(mtd, start, mtd->erasesize) ? SERVICE_IO_ERROR :
+									SERVICE_OK;
 		if (!result)
 			result = program(mtd, start, whole, mtd->erasesize);
 	}

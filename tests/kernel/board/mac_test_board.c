@@ -13,6 +13,7 @@
 #include <linux/mtd/mtd.h>
 #include <linux/mtd/partitions.h>
 #include <linux/property.h>
+#include <linux/version.h>
 #include <linux/vmalloc.h>
 
 #define NOR_BYTES 0x40000
@@ -202,8 +203,17 @@ static struct i2c_adapter bus = {
 /* at24 writes one byte a cycle unless it is told the page. */
 static const struct property_entry page_32[] = { PROPERTY_ENTRY_U32("pagesize", 32), {} };
 static const struct property_entry page_8[] = { PROPERTY_ENTRY_U32("pagesize", 8), {} };
-static const struct software_node node_32[] = { { .properties = page_32 }, { .properties = page_32 } };
-static const struct software_node node_8[] = { { .properties = page_8 }, { .properties = page_8 } };
+
+/* 5.12: a board's chip takes a software node instead of its properties. */
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 12, 0)
+static const struct software_node nodes[] = {
+	{ .properties = page_32 }, { .properties = page_32 },
+	{ .properties = page_8 }, { .properties = page_8 },
+};
+#define set_properties(info, i) ((info)->swnode = &nodes[i])
+#else
+#define set_properties(info, i) ((info)->properties = (i) < 2 ? page_32 : page_8)
+#endif
 
 static void remove_chips(void)
 {
@@ -224,7 +234,7 @@ static int add_chips(void)
 		struct i2c_board_info info = { .addr = chips[i].address };
 
 		strscpy(info.type, chips[i].type, sizeof(info.type));
-		info.swnode = i < 2 ? &node_32[i] : &node_8[i - 2];
+		set_properties(&info, i);
 		chips[i].content = vmalloc(chips[i].bytes);
 		if (!chips[i].content)
 			return -ENOMEM;

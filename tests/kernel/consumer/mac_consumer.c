@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 /*
  * A module as an author of one would write it: with the public header alone it
- * calls all ten functions on MAC type 1 and instance 3 and says what it got. A
- * line "ok" or "not ok" for each goes to the kernel log.
+ * calls all ten functions on MAC type 1 and instance 3, once while it loads or, with
+ * the parameter "rounds", so many times on a thread of its own. A call that did not
+ * do what it should is counted and goes to the kernel log.
  */
+#include <linux/err.h>
 #include <linux/kernel.h>
+#include <linux/kthread.h>
 #include <linux/module.h>
 #include <linux/mutex.h>
 #include <linux/string.h>
@@ -14,13 +17,26 @@
 /* The exported functions take no lock: this module's callers share this one. */
 static DEFINE_MUTEX(consumer_mutex);
 
+static unsigned int rounds;
+module_param(rounds, uint, 0444);
+MODULE_PARM_DESC(rounds, "rounds in the background; 0: one while loading");
+
 static unsigned int failures;
+module_param(failures, uint, 0444);
+MODULE_PARM_DESC(failures, "calls that did not do what they should");
+
+static bool finished;
+module_param(finished, bool, 0444);
+MODULE_PARM_DESC(finished, "whether the rounds have ended");
+
+static struct task_struct *thread;
 
 static void check(bool good, const char *what, u32 found)
 {
-	if (!good)
-		failures++;
-	pr_info("mac_consumer: %s - %s (0x%x)\n", good ? "ok" : "not ok", what, found);
+	if (good)
+		return;
+	failures++;
+	pr_err("mac_consumer: %s: 0x%x\n", what, found);
 }
 
 static void use_block(void)
@@ -65,17 +81,40 @@ static void use_instance_and_hooks(void)
 	check(result == (u32)MAC_INVALID_ARGUMENT, "second hook without a length", result);
 }
 
-static int __init consumer_load(void)
+static void use_everything(void)
 {
 	mutex_lock(&consumer_mutex);
 	use_block();
 	use_instance_and_hooks();
 	mutex_unlock(&consumer_mutex);
-	return failures ? -EINVAL : 0;
+}
+
+static int work(void *unused)
+{
+	unsigned int i;
+
+	for (i = 0; i < rounds && !kthread_should_stop(); i++)
+		use_everything();
+	WRITE_ONCE(finished, true);
+	while (!kthread_should_stop())
+		schedule_timeout_interruptible(HZ / 10);
+	return 0;
+}
+
+static int __init consumer_load(void)
+{
+	if (!rounds) {
+		use_everything();
+		return failures ? -EINVAL : 0;
+	}
+	thread = kthread_run(work, NULL, "mac_consumer");
+	return PTR_ERR_OR_ZERO(thread);
 }
 
 static void __exit consumer_unload(void)
 {
+	if (thread)
+		kthread_stop(thread);
 }
 
 module_init(consumer_load);

@@ -1,0 +1,74 @@
+/* SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause */
+/*
+ * The kernel tests, in TAP: one static program. As process 1 of a guest it loads
+ * the modules, runs everything and powers off; "guest commands" issues the control
+ * commands only, so that a 32-bit build of the same program can do it too.
+ */
+#ifndef TESTS_KERNEL_GUEST_H
+#define TESTS_KERNEL_GUEST_H
+
+#include <errno.h>
+#include <stdbool.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/types.h>
+
+#include "mac_mng/mac_ioctl.h"
+#include "mac_mng/mac_status.h"
+
+#define DEVICE "/dev/mac_mng"
+#define DEFAULT 0xffffffffu
+#define RING "/sys/kernel/debug/mac_platform/mac_mng"
+
+/* --- tap.c: results, files, modules --- */
+
+/* The media: the test board's, with faults, or what the kernel itself brings. */
+extern bool stock_media;
+
+/* One test's line; a subtest's lines are indented. */
+void ok(bool good, const char *format, ...) __attribute__((format(printf, 2, 3)));
+/* A test that cannot run here, and why. */
+void skip(const char *what, const char *why);
+void begin_subtest(void);
+int tap_failures(void);
+void tap_end(void);
+
+/* Read or write bytes of a file; the number moved. */
+ssize_t peek(const char *path, off_t offset, void *bytes, size_t count);
+ssize_t poke(const char *path, off_t offset, const void *bytes, size_t count);
+/* Whether a file's content, up to 1 MiB, holds the text. */
+bool file_has(const char *path, const char *text);
+
+/* Load and unload a module of /modules; 0 or an errno. */
+int load(const char *name, const char *parameters);
+int unload(const char *name);
+/* Runs a program; its exit status. */
+int run(const char *program, const char *argument, const char *more);
+
+/* --- commands.c: the control device --- */
+
+/* A command's status: results -14 and -1 come back as errno. */
+uint32_t command(int fd, unsigned int number, void *record);
+void expect(int fd, const char *what, unsigned int number, void *record, uint32_t expected);
+struct mac_ioctl_address address(uint32_t type, uint32_t num, const char *bytes);
+/* All twelve commands and their refusals; the program's exit status. */
+int commands(void);
+/* Eight processes at once, while a module calls the exported functions. */
+void eight_processes(void);
+
+/* --- media.c --- */
+
+void damage_and_repair(void);
+void failing_media(void);
+void boot_tools(void);
+void attributes(void);
+
+/* --- lifecycle.c --- */
+
+void load_and_unload(void);
+/* Every step of loading either module made to fail. */
+void failing_loads(void);
+void kernel_log(void);
+
+#endif

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+/* Process 1 of the guest. */
+#include <stdlib.h>
+#include <sys/mount.h>
+#include <sys/reboot.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "guest.h"
+
+static void must_load(const char *name, const char *parameters)
+{
+	int result = load(name, parameters);
+
+	ok(result == 0, "load %s: %s", name, strerror(result));
+}
+
+/* A module of the kernel, after those that it needs. */
+static void must_load_stock(const char *name, const char *parameters)
+{
+	char needs[256] = "";
+	char path[64];
+	char *need;
+
+	snprintf(path, sizeof(path), "/modules/%s.needs", name);
+	peek(path, 0, needs, sizeof(needs) - 1);
+	for (need = strtok(needs, " \n"); need; need = strtok(NULL, " \n"))
+		load(need, ""); /* another one may have brought it */
+	must_load(name, parameters);
+}
+
+/* The kernel's own: memory as MTD, chips on a bus of registers. */
+static void start_stock_media(void)
+{
+	static const char *const chips[] = { "24c02 0x50", "24c02 0x51", "24c02 0x52",
+					     "24c02 0x53" };
+	size_t i;
+
+	must_load_stock("mtdram", "total_size=256 erase_size=64");
+	must_load_stock("i2c-stub", "chip_addr=0x50,0x51,0x52,0x53");
+	for (i = 0; i < sizeof(chips) / sizeof(chips[0]); i++)
+		ok(poke("/sys/bus/i2c/devices/i2c-0/new_device", 0, chips[i], strlen(chips[i])) > 0,
+		   "a chip %s", chips[i]);
+}
+
+static void start(void)
+{
+	mkdir("/proc", 0755);
+	mkdir("/sys", 0755);
+	mkdir("/dev", 0755);
+	mkdir("/tmp", 0755);
+	mount("proc", "/proc", "proc", 0, NULL);
+	mount("sysfs", "/sys", "sysfs", 0, NULL);
+	mount("devtmpfs", "/dev", "devtmpfs", 0, NULL);
+	mount("debugfs", "/sys/kernel/debug", "debugfs", 0, NULL);
+	stock_media = file_has("/proc/cmdline", "mac_media=stock");
+	must_load_stock("mtd", "");
+	must_load_stock("at24", "");
+	if (stock_media)
+		start_stock_media();
+	else
+		must_load("mac_test_board", "");
+	must_load("mac_platform", stock_media ? "board=mac_mng/stock.dtb" : "");
+	must_load("mac_mng", "");
+}
+
+static void everything(void)
+{
+	printf("TAP version 13\n");
+	start();
+	ok(run("/bin/sh", "/same_words.sh", stock_media ? "stock" : "demo") == 0,
+	   "macctl gives on the device what it gives on a board file");
+	ok(run("/guest", "commands", NULL) == 0, "all commands, 64-bit caller");
+	ok(run("/guest32", "commands", NULL) == 0, "all commands, 32-bit caller");
+	ok(load("mac_consumer", "") == 0, "a consumer module calls all ten functions");
+	ok(unload("mac_consumer") == 0, "unload the consumer");
+	damage_and_repair();
+	failing_media();
+	attributes();
+	boot_tools();
+	eight_processes();
+	load_and_unload();
+	failing_loads();
+	ok(run("/guest", "commands", NULL) == 0, "all commands after the reloads");
+	kernel_log();
+	tap_end();
+}
+
+int main(int argc, char **argv)
+{
+	setvbuf(stdout, NULL, _IOLBF, 0);
+	if (argc > 1 && !strcmp(argv[1], "commands")) {
+		begin_subtest();
+		return commands();
+	}
+	everything();
+	sync();
+	reboot(RB_POWER_OFF);
+	return 0;
+}

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+/* Damage underneath and its repair, media that fail, the boot loader's tools on the
+ * same environment, and the attribute files. */
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "guest.h"
+
+#define CHIP_264 "/sys/bus/i2c/devices/0-0050/eeprom"
+#define CHIP_265 "/sys/bus/i2c/devices/0-0051/eeprom"
+#define FAULTS "/sys/kernel/debug/mac_test_board/"
+
+static void plan_fault(const char *file, const char *number)
+{
+	char path[128];
+
+	int fd;
+
+	snprintf(path, sizeof(path), FAULTS "%s", file);
+	fd = open(path, O_WRONLY);
+	if (write(fd, number, strlen(number)) != (ssize_t)strlen(number))
+		ok(0, "the fault %s cannot be planned", file);
+	close(fd);
+}
+
+void damage_and_repair(void)
+{
+	int fd = open(DEVICE, O_RDWR);
+	struct mac_ioctl_address record = address(0, 8, "\x00\x11\x22\x33\x44\x55");
+	unsigned char good[16];
+	unsigned char found[16];
+
+	expect(fd, "program type 0", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	peek("/dev/mtd0", 0x4c0, good, 16);
+	ok(!memcmp(good, "QOLT\0\0\0\x08\x00\x11\x22\x33\x44\x55", 14), "the record is on the flash");
+	poke("/dev/mtd0", 0x4ca, "\0\0", 2);
+	peek("/dev/mtd0", 0x4c0, found, 16);
+	ok(memcmp(found, good, 16) != 0, "it is damaged through /dev/mtd0");
+	expect(fd, "a read answers all the same", MAC_IOCTL_GET_ADDR, &record, 0);
+	peek("/dev/mtd0", 0x4c0, found, 16);
+	ok(!memcmp(found, good, 16), "and repairs the main copy");
+	ok(file_has(RING, "1 mac inst 0xffffffff type 0 area 0 format fail 0x811601a7.\n"),
+	   "the ring says what was wrong");
+	ok(file_has(RING, "2 mac inst 0xffffffff type 0 copy[1->0] write OK.\n"), "and what was done");
+
+	record.type = 1;
+	expect(fd, "program type 1", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	peek(CHIP_265, 0, good, 16);
+	poke(CHIP_265, 10, "\0\0", 2);
+	expect(fd, "a damaged EEPROM spare", MAC_IOCTL_GET_ADDR, &record, 0);
+	peek(CHIP_265, 0, found, 16);
+	ok(!memcmp(found, good, 16), "is repaired from the main copy");
+	poke(CHIP_264, 10, "\0\0", 2);
+	poke(CHIP_265, 10, "\0\0", 2);
+	expect(fd, "both damaged", MAC_IOCTL_GET_ADDR, &record, MAC_CHECK_MISMATCH);
+	peek(CHIP_264, 10, found, 2);
+	ok(found[0] == 0 && found[1] == 0, "are left as they are");
+	record = address(1, 8, "\x00\x11\x22\x33\x44\x55");
+	expect(fd, "programming mends both", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	expect(fd, "they read back", MAC_IOCTL_GET_ADDR, &record, 0);
+	close(fd);
+}
+
+void failing_media(void)
+{
+	int fd = open(DEVICE, O_RDWR);
+	struct mac_ioctl_address record = address(0, 8, "\x00\x11\x22\x33\x44\x66");
+
+	if (stock_media) {
+		skip("media that fail", "the kernel's own media have no faults");
+		close(fd);
+		return;
+	}
+	plan_fault("nor_write/fail", "1");
+	expect(fd, "a failing flash write", MAC_IOCTL_SET_ADDR_NUM, &record, 0x82000003);
+	expect(fd, "is mended by the next set", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	record.addr[5] = 0x67;
+	plan_fault("nor_write/drop", "1");
+	expect(fd, "a dropped flash write is seen", MAC_IOCTL_SET_ADDR_NUM, &record, 0x82000004);
+	expect(fd, "and mended", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	record.type = 1;
+	plan_fault("eeprom_write/drop", "1");
+	expect(fd, "a write-protected EEPROM is seen", MAC_IOCTL_SET_ADDR_NUM, &record, 0x82000004);
+	expect(fd, "and mended", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	close(fd);
+}
+
+void attributes(void)
+{
+	const char *const names[] = { "devlist", "drvlist" };
+	char path[96];
+	char page[16];
+	struct stat status;
+	int i;
+
+	for (i = 0; i < 2; i++) {
+		snprintf(path, sizeof(path), "/sys/devices/mac_platform/mac_mng/%s", names[i]);
+		ok(stat(path, &status) == 0 && (status.st_mode & 07777) == 0400,
+		   "%s is there with mode 0400", names[i]);
+		ok(peek(path, 0, page, sizeof(page)) == 0, "reading it is empty");
+		ok(open(path, O_WRONLY) < 0 && errno == EACCES, "its mode lets nobody write it");
+		chmod(path, 0600);
+		ok(poke(path, 0, "1", 1) == 0, "writing it all the same has no effect");
+		chmod(path, 0400);
+	}
+}
+
+void boot_tools(void)
+{
+	struct mac_ioctl_address record = address(2, 16, "\x00\x11\x22\x33\x44\x77");
+	char text[64] = "";
+	int fd;
+
+	if (stock_media) {
+		skip("the boot loader's tools", "they refuse an MTD device that is neither NOR nor NAND");
+		return;
+	}
+	fd = open(DEVICE, O_RDWR);
+	expect(fd, "program the environment's block", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	ok(run("/bin/sh", "-c",
+	       "fw_printenv -n ethaddr_pool > /tmp/out && fw_setenv ethaddr_pool 02:00:00:00:00:99") ==
+		   0,
+	   "the boot tools read and write it");
+	peek("/tmp/out", 0, text, 18);
+	ok(!strncmp(text, "00:11:22:33:44:77\n", 18), "they read %.17s", text);
+	expect(fd, "what they wrote", MAC_IOCTL_GET_ADDR, &record, 0);
+	ok(record.addr[0] == 2 && record.addr[5] == 0x99, "is read back");
+	close(fd);
+}

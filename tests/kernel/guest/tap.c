@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+/* Results, files and modules. */
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdlib.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "guest.h"
+
+bool stock_media;
+
+static int tests;
+static int failures;
+static const char *indent = "";
+
+void ok(bool good, const char *format, ...)
+{
+	va_list arguments;
+
+	tests++;
+	failures += !good;
+	printf("%s%s %d - ", indent, good ? "ok" : "not ok", tests);
+	va_start(arguments, format);
+	vprintf(format, arguments);
+	va_end(arguments);
+	printf("\n");
+	fflush(stdout);
+}
+
+void skip(const char *what, const char *why)
+{
+	printf("%sok %d - %s # SKIP %s\n", indent, ++tests, what, why);
+}
+
+void begin_subtest(void)
+{
+	indent = "    ";
+}
+
+int tap_failures(void)
+{
+	return failures;
+}
+
+void tap_end(void)
+{
+	printf("1..%d\n# %d passed, %d failed\n", tests, tests - failures, failures);
+	fflush(stdout);
+}
+
+ssize_t peek(const char *path, off_t offset, void *bytes, size_t count)
+{
+	int fd = open(path, O_RDONLY);
+	ssize_t moved = pread(fd, bytes, count, offset);
+
+	close(fd);
+	return moved;
+}
+
+ssize_t poke(const char *path, off_t offset, const void *bytes, size_t count)
+{
+	int fd = open(path, O_WRONLY);
+	ssize_t moved = pwrite(fd, bytes, count, offset);
+
+	close(fd);
+	return moved;
+}
+
+bool file_has(const char *path, const char *text)
+{
+	static char content[1 << 20];
+	ssize_t length = 0;
+	int fd = open(path, O_RDONLY);
+	ssize_t moved;
+
+	while ((moved = read(fd, content + length, sizeof(content) - 1 - length)) > 0)
+		length += moved;
+	close(fd);
+	content[length] = '\0';
+	return strstr(content, text) != NULL;
+}
+
+int load(const char *name, const char *parameters)
+{
+	char path[64];
+	int fd;
+	int result;
+
+	snprintf(path, sizeof(path), "/modules/%s.ko", name);
+	fd = open(path, O_RDONLY | O_CLOEXEC);
+	result = (int)syscall(SYS_finit_module, fd, parameters, 0);
+	if (result)
+		result = errno;
+	close(fd);
+	return result;
+}
+
+int unload(const char *name)
+{
+	return syscall(SYS_delete_module, name, O_NONBLOCK) ? errno : 0;
+}
+
+int run(const char *program, const char *argument, const char *more)
+{
+	pid_t child = fork();
+	int status;
+
+	if (child == 0) {
+		execl(program, program, argument, more, (char *)NULL);
+		_exit(127);
+	}
+	waitpid(child, &status, 0);
+	return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
