@@ -29,19 +29,21 @@ Board* attached_board() { return current_board; }
 // second makes the missing ones.
 class Board::Opener {
 public:
-    Opener(const BoardFile& file, bool in_memory, std::map<std::string, MemoryStore*>* memory)
-        : file_(file), in_memory_(in_memory), memory_(memory) {}
+    Opener(const BoardFile& file, bool in_memory, Access access,
+           std::map<std::string, MemoryStore*>* memory)
+        : file_(file), in_memory_(in_memory), access_(access), memory_(memory) {}
 
     void check(const std::string& image, unsigned line, u64 size, bool at_least) {
         const std::filesystem::path path = file_.resolve(image);
         const std::string key = std::filesystem::weakly_canonical(path).string();
-        if (!images_.insert(key).second) {
+        // A partition may well hold records and the environment.
+        if (!images_.insert(key).second && !is_mtd_path(image)) {
             file_.fail(line, "the image " + image + " serves two media");
         }
         if (in_memory_) return;
         struct stat status {};
         if (stat(path.c_str(), &status) != 0) {
-            check_creatable(path, image, line);
+            if (access_ == Access::kReadWrite) check_creatable(path, image, line);
             return;
         }
         if (is_mtd(status)) return;
@@ -65,9 +67,11 @@ public:
         }
         MtdGeometry geometry{};
         std::string error;
-        auto device = open_mtd(path.string(), &geometry, &error);
+        const bool writing = access_ == Access::kReadWrite;
+        auto device = open_mtd(path.string(), writing, &geometry, &error);
         if (device == nullptr) file_.fail(line, image + ": " + error);
-        if (!geometry.writable) file_.fail(line, image + ": the MTD device is read-only");
+        if (writing && !geometry.writable)
+            file_.fail(line, image + ": the MTD device is read-only");
         if (at_least ? geometry.size < size : geometry.size != size) {
             file_.fail(line, image + ": the MTD device has " + std::to_string(geometry.size) +
                                  " bytes, expected " + std::to_string(size));
@@ -90,6 +94,7 @@ public:
         }
         const std::filesystem::path path = file_.resolve(image);
         const bool missing = !std::filesystem::exists(path);
+        if (missing && access_ == Access::kReadOnly) return std::make_unique<AbsentStore>(bytes);
         const int descriptor = open_file(path, image, line);
         struct stat status {};
         fstat(descriptor, &status);
@@ -125,15 +130,20 @@ private:
 
     int open_file(const std::filesystem::path& path, const std::string& image,
                   unsigned line) const {
-        const int descriptor = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        const bool writing = access_ == Access::kReadWrite;
+        const int descriptor =
+            ::open(path.c_str(), (writing ? O_RDWR | O_CREAT : O_RDONLY) | O_CLOEXEC, 0644);
         if (descriptor < 0) {
-            file_.fail(line, "the image " + image + " is not writable: " + strerror(errno));
+            file_.fail(line, "the image " + image +
+                                 (writing ? " is not writable: " : " cannot be read: ") +
+                                 strerror(errno));
         }
         return descriptor;
     }
 
     const BoardFile& file_;
     bool in_memory_;
+    Access access_;
     std::map<std::string, MemoryStore*>* memory_;
     std::set<std::string> images_;
     bool nor_flags_ = false;
@@ -146,13 +156,18 @@ Medium* Board::find(const Media& media, u32 chip) {
     return found == media.end() ? nullptr : found->second.get();
 }
 
-std::unique_ptr<Board> Board::open(BoardFile file) { return make(std::move(file), false); }
-std::unique_ptr<Board> Board::in_memory(BoardFile file) { return make(std::move(file), true); }
+std::unique_ptr<Board> Board::open(BoardFile file, Access access) {
+    return make(std::move(file), false, access);
+}
 
-std::unique_ptr<Board> Board::make(BoardFile file, bool in_memory) {
+std::unique_ptr<Board> Board::in_memory(BoardFile file) {
+    return make(std::move(file), true, Access::kReadWrite);
+}
+
+std::unique_ptr<Board> Board::make(BoardFile file, bool in_memory, Access access) {
     std::unique_ptr<Board> board(new Board(std::move(file)));
     const BoardFile& from = board->file_;
-    Opener opener(from, in_memory, &board->memory_);
+    Opener opener(from, in_memory, access, &board->memory_);
     for (const FlashSpec& flash : from.flashes()) {
         opener.check(flash.image, flash.line, flash.size, false);
     }

@@ -13,12 +13,16 @@
 
 namespace host {
 
+// To look only: nothing is made and nothing can be written; a medium whose image is
+// not there cannot be read.
+enum class Access { kReadWrite, kReadOnly };
+
 class Board {
 public:
     // Opens every medium of a board file: a regular file (made, erased, when it is
     // missing), an MTD character device, or an EEPROM's file under /sys. Throws
     // BoardError before any of them is changed.
-    static std::unique_ptr<Board> open(BoardFile file);
+    static std::unique_ptr<Board> open(BoardFile file, Access access = Access::kReadWrite);
 
     // The same over images in memory.
     static std::unique_ptr<Board> in_memory(BoardFile file);
@@ -42,7 +46,7 @@ private:
     using Media = std::map<u32, std::unique_ptr<Medium>>;
 
     explicit Board(BoardFile file);
-    static std::unique_ptr<Board> make(BoardFile file, bool in_memory);
+    static std::unique_ptr<Board> make(BoardFile file, bool in_memory, Access access);
     void open_env(const EnvSpec& spec, Opener& opener);
     static Medium* find(const Media& media, u32 chip);
 

@@ -59,21 +59,24 @@ Module::~Module() {
     attach(nullptr);
 }
 
-Session::Lock::Lock(const BoardFile& file) {
+BoardLock::BoardLock(const BoardFile& file, Access access) {
     const std::string path = file.path().string() + ".lock";
     descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (descriptor_ < 0 && access == Access::kReadOnly) return;
     if (descriptor_ < 0) {
         file.fail(1, "the lock file " + path + " cannot be made: " + strerror(errno));
     }
     flock(descriptor_, LOCK_EX);
 }
 
-Session::Lock::~Lock() { close(descriptor_); }
+BoardLock::~BoardLock() {
+    if (descriptor_ >= 0) close(descriptor_);
+}
 
 Session::Session(const std::filesystem::path& board_file)
     : state_path_(board_file.string() + ".state") {
     BoardFile file = BoardFile::read(board_file);
-    lock_ = std::make_unique<Lock>(file);
+    lock_ = std::make_unique<BoardLock>(file, Access::kReadWrite);
     board_ = Board::open(std::move(file));
     load_state();
     module_ = std::make_unique<Module>(*board_);

@@ -31,10 +31,23 @@ private:
     u32 listing_status_ = 0;
 };
 
+// The lock file of a board (".lock"): one process at a time works on its media.
+class BoardLock {
+public:
+    // Waits for it. Throws BoardError when the file cannot be made, unless it is to
+    // look only: whoever may not write here cannot get in the way either.
+    BoardLock(const BoardFile& file, Access access);
+    ~BoardLock();
+    BoardLock(const BoardLock&) = delete;
+    BoardLock& operator=(const BoardLock&) = delete;
+
+private:
+    int descriptor_;
+};
+
 // A board file in use by this process alone. Which instances are mounted, and the
 // module's log, last from one session to the next, as they would on a device that
-// stays up; both are kept beside the board file (".state"), under its lock file
-// (".lock").
+// stays up; both are kept beside the board file (".state"), under its lock.
 class Session {
 public:
     // Waits for the board's lock; throws BoardError.
@@ -51,20 +64,8 @@ private:
     void remember() const;
     void load_state();
 
-    // Holds the lock file of a board.
-    class Lock {
-    public:
-        explicit Lock(const BoardFile& file);
-        ~Lock();
-        Lock(const Lock&) = delete;
-        Lock& operator=(const Lock&) = delete;
-
-    private:
-        int descriptor_;
-    };
-
     std::filesystem::path state_path_;
-    std::unique_ptr<Lock> lock_;
+    std::unique_ptr<BoardLock> lock_;
     std::unique_ptr<Board> board_;
     std::vector<u32> mounted_;
     std::unique_ptr<Module> module_;

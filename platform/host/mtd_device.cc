@@ -81,7 +81,7 @@ private:
 
 }  // namespace
 
-std::unique_ptr<NorDevice> open_mtd(const std::string& path, MtdGeometry* geometry,
+std::unique_ptr<NorDevice> open_mtd(const std::string& path, bool writing, MtdGeometry* geometry,
                                     std::string* error) {
     libmtd_t library = libmtd_open();
     if (library == nullptr) {
@@ -89,8 +89,9 @@ std::unique_ptr<NorDevice> open_mtd(const std::string& path, MtdGeometry* geomet
         return nullptr;
     }
     mtd_dev_info info{};
+    const int flags = (writing ? O_RDWR : O_RDONLY) | O_CLOEXEC;
     const int descriptor =
-        mtd_get_dev_info(library, path.c_str(), &info) == 0 ? open(path.c_str(), O_RDWR) : -1;
+        mtd_get_dev_info(library, path.c_str(), &info) == 0 ? open(path.c_str(), flags) : -1;
     if (descriptor < 0) {
         *error = std::string("the MTD device cannot be opened: ") + std::strerror(errno);
         libmtd_close(library);

@@ -17,9 +17,9 @@ struct MtdGeometry {
     bool nor;  // programming may clear further bits of a written word
 };
 
-// Opens an MTD character device read-write; *geometry is filled in. Null with a
-// reason in *error when it cannot be used.
-std::unique_ptr<NorDevice> open_mtd(const std::string& path, MtdGeometry* geometry,
+// Opens an MTD character device, to look only unless `writing`; *geometry is filled
+// in. Null with a reason in *error when it cannot be used.
+std::unique_ptr<NorDevice> open_mtd(const std::string& path, bool writing, MtdGeometry* geometry,
                                     std::string* error);
 
 }  // namespace host

@@ -34,6 +34,18 @@ private:
     std::vector<u8> bytes_;
 };
 
+// What is not there: nothing can be read or written.
+class AbsentStore : public Store {
+public:
+    explicit AbsentStore(u32 size) : size_(size) {}
+    u32 size() const override { return size_; }
+    bool read(u32 /*offset*/, Bytes /*bytes*/) override { return false; }
+    bool write(u32 /*offset*/, ConstBytes /*bytes*/) override { return false; }
+
+private:
+    u32 size_;
+};
+
 // An open file; written bytes are on the disk when write() returns.
 class FileStore : public Store {
 public:
