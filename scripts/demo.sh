@@ -69,6 +69,11 @@ for type in 0 1 2 3 4 5 64; do
 	expect_ok
 done
 
+step "They are all there, and both copies of each."
+run status
+expect_ok
+[ "$(grep -c ' good  *good$' <<<"$out")" -eq 7 ] || fail "not all seven blocks are good"
+
 step "Every block reads back: base address and count."
 for type in 0 1 2 3 4 5 64; do
 	run get addr -t "$type"
@@ -78,7 +83,7 @@ for type in 0 1 2 3 4 5 64; do
 done
 
 step "A list shows the block's addresses; they carry into the next byte."
-run get list -t 0 -n 4
+run list -t 0 -n 4
 expect_out "00:11:22:33:00:fe
 00:11:22:33:00:ff
 00:11:22:33:01:00
@@ -86,25 +91,28 @@ expect_out "00:11:22:33:00:fe
 
 step "A further instance is refused before it is mounted, works while it is, and is gone after."
 run get addr -i 3 -t 0
-[ "$status" -eq 2 ] || fail "the unmounted instance answered"
-run init -i 3
+[ "$status" -eq 3 ] || fail "the unmounted instance answered"
+run mount -i 3
 expect_ok
 run set block -i 3 -t 0 02:00:5e:10:00:01 4
 expect_ok
 run get addr -i 3 -t 0
 expect_out 02:00:5e:10:00:01
-run deinit -i 3
+run unmount -i 3
 expect_ok
 run get addr -i 3 -t 0
-[ "$status" -eq 2 ] || fail "the unmounted instance answered"
+[ "$status" -eq 3 ] || fail "the unmounted instance answered"
 
-step "The main copy is damaged on its flash; the next read answers all the same and repairs it."
+step "The main copy is damaged on its flash. Looking says so; the next read repairs it."
 good=$(bytes manuinfo.bin 0x4c0 16)
 show_bytes manuinfo.bin 0x4c0 16
 damage manuinfo.bin 0x4ca
 damaged=$(bytes manuinfo.bin 0x4c0 16)
 [ "$damaged" != "$good" ] || fail "dd changed nothing"
 show_bytes manuinfo.bin 0x4c0 16
+run check -i 0xffffffff -t 0
+[ "$status" -eq 4 ] || fail "the damage was not seen"
+[ "$(bytes manuinfo.bin 0x4c0 16)" = "$damaged" ] || fail "looking wrote to the medium"
 run get addr -t 0
 expect_out 00:11:22:33:00:fe
 show_bytes manuinfo.bin 0x4c0 16
@@ -116,7 +124,7 @@ damage manuinfo.bin 0x4ca
 damage manuinfo.bin 0x104ca
 cp manuinfo.bin before.bin
 run get addr -t 0
-[ "$status" -eq 2 ] || fail "the damaged block was handed out"
+[ "$status" -eq 5 ] || fail "the damaged block was handed out"
 [ -z "$out" ] || fail "an address was printed"
 grep -q 'MAC_CHECK_MISMATCH (0x811601a7)' err || fail "the check mismatch was not reported"
 cmp -s manuinfo.bin before.bin || fail "a damaged copy was written over"
@@ -128,6 +136,12 @@ expect_ok
 [ "$(bytes manuinfo.bin 0x104c0 16)" = "$good" ] || fail "the spare copy is not good"
 show_bytes manuinfo.bin 0x4c0 16
 show_bytes manuinfo.bin 0x104c0 16
+
+step "The board file is checked for what goes wrong in the field, and drawn."
+run board check
+expect_ok
+run board map --svg map.svg
+grep -q 'type 0 main 0x4c0' map.svg || fail "the picture lacks the flash block"
 
 step "The boot loader's own tool reads the block that is kept in its environment."
 printf '   $ fw_printenv -c fw_env.config\n'

@@ -76,11 +76,11 @@ fetch_kernel() {
 # fetch_user ARCH: what guests run and what macctl is built with, in $CACHE/user-ARCH.
 fetch_user() {
 	local arch=$1 packages=() package
-	[ ! -e "$CACHE/user-$arch/bin/busybox" ] || return 0
+	[ ! -e "$CACHE/user-$arch/usr/include/nlohmann" ] || return 0
 	update_lists || return 1
 	for package in busybox-static libc6 libgcc-s1 libstdc++6 zlib1g libyaml-0-2 libubootenv-tool \
 		libubootenv0.1 libpugixml1v5 libpugixml-dev libfmt9 libfmt-dev libfdt1 libfdt-dev libmtd-dev; do
 		packages+=("$package:$arch")
 	done
-	unpack "$CACHE/user-$arch" "${packages[@]}" libcli11-dev
+	unpack "$CACHE/user-$arch" "${packages[@]}" libcli11-dev nlohmann-json3-dev
 }

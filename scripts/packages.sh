@@ -2,7 +2,7 @@
 # The Debian packages of each purpose. Sourced.
 
 # Building macctl and running the demo.
-PACKAGES_DEMO="g++ cmake make libpugixml-dev libcli11-dev libfmt-dev libfdt-dev libmtd-dev libubootenv-tool"
+PACKAGES_DEMO="g++ cmake make libpugixml-dev libcli11-dev nlohmann-json3-dev libfmt-dev libfdt-dev libmtd-dev libubootenv-tool"
 
 # Building for Debian's arm64 and amd64 kernels and booting them.
 PACKAGES_KERNEL="$PACKAGES_DEMO qemu-system-arm qemu-system-x86 cpio kmod xz-utils libelf1

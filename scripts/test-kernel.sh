@@ -162,7 +162,7 @@ build_initramfs() {
 	cp "$build/guest" "$root/init"
 	cp "$build/guest" "$build/guest32" tests/kernel/same_words.sh "$root/"
 	cp "$user/bin/busybox" "$root/bin/"
-	for applet in sh cmp cp diff grep head printf sed tail wc; do ln -s busybox "$root/bin/$applet"; done
+	for applet in sh cmp cp dd diff grep head mkdir printf sed tail wc; do ln -s busybox "$root/bin/$applet"; done
 	cp "$macctl" "$root/bin/macctl"
 	cp "$user/usr/bin/fw_printenv" "$root/bin/"
 	ln -s fw_printenv "$root/bin/fw_setenv"

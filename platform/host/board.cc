@@ -52,7 +52,7 @@ public:
                                  " is neither a regular file nor an MTD character device");
         }
         const u64 found = static_cast<u64>(status.st_size);
-        if (at_least ? found < size : found != size) {
+        if (at_least || access_ == Access::kReadOnly ? found < size : found != size) {
             file_.fail(line, "the image " + image + " has " + std::to_string(found) +
                                  " bytes, expected " + std::to_string(size));
         }
@@ -72,11 +72,11 @@ public:
         if (device == nullptr) file_.fail(line, image + ": " + error);
         if (writing && !geometry.writable)
             file_.fail(line, image + ": the MTD device is read-only");
-        if (at_least ? geometry.size < size : geometry.size != size) {
+        if (at_least || !writing ? geometry.size < size : geometry.size != size) {
             file_.fail(line, image + ": the MTD device has " + std::to_string(geometry.size) +
                                  " bytes, expected " + std::to_string(size));
         }
-        if (erase != 0 && geometry.erase_size != erase) {
+        if (writing && erase != 0 && geometry.erase_size != erase) {
             file_.fail(line, image + ": the MTD device erases " +
                                  std::to_string(geometry.erase_size) + " bytes at once, expected " +
                                  std::to_string(erase));

@@ -14,7 +14,7 @@
 namespace host {
 
 // To look only: nothing is made and nothing can be written; a medium whose image is
-// not there cannot be read.
+// not there cannot be read, and an image may be larger than the board file says.
 enum class Access { kReadWrite, kReadOnly };
 
 class Board {

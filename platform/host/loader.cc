@@ -38,6 +38,10 @@ bool run(u32 command, u32 inst) {
     return device_ioctl(command, &record) == 0;
 }
 
+std::filesystem::path state_path(const std::filesystem::path& board_file) {
+    return board_file.string() + ".state";
+}
+
 }  // namespace
 
 Module::Module(Board& board) {
@@ -74,11 +78,13 @@ BoardLock::~BoardLock() {
 }
 
 Session::Session(const std::filesystem::path& board_file)
-    : state_path_(board_file.string() + ".state") {
+    : state_path_(state_path(board_file)) {
     BoardFile file = BoardFile::read(board_file);
     lock_ = std::make_unique<BoardLock>(file, Access::kReadWrite);
     board_ = Board::open(std::move(file));
-    load_state();
+    StoredState state = stored_state(board_file);
+    mounted_ = std::move(state.mounted);
+    for (const LogLine& line : state.log) log_restore(line);
     module_ = std::make_unique<Module>(*board_);
     if (module_->status() == MAC_OK) restore();
 }
@@ -88,12 +94,10 @@ Session::~Session() {
 }
 
 // Lines "mounted ID" and "log LEVEL TEXT".
-void Session::load_state() {
-    std::ifstream stream(state_path_);
-    if (!stream) {
-        mounted_ = {MAC_DEFAULT_INSTANCE};
-        return;
-    }
+StoredState stored_state(const std::filesystem::path& board_file) {
+    StoredState state;
+    std::ifstream stream(state_path(board_file));
+    if (!stream) state.mounted = {MAC_DEFAULT_INSTANCE};
     std::string line;
     while (std::getline(stream, line)) {
         std::istringstream words(line);
@@ -102,16 +106,17 @@ void Session::load_state() {
         if (key == "mounted") {
             std::string id;
             words >> id;
-            if (const auto inst = parse_u32(id.c_str())) mounted_.push_back(*inst);
+            if (const auto inst = parse_u32(id.c_str())) state.mounted.push_back(*inst);
         } else if (key == "log") {
             u32 level = 0;
             std::string text;
             words >> level;
             words.ignore(1);
             std::getline(words, text);
-            log_restore({mac::kLogModule, level, text});
+            state.log.push_back({mac::kLogModule, level, text});
         }
     }
+    return state;
 }
 
 void Session::restore() {

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "platform/host/board.h"
+#include "platform/host/log_service.h"
 
 namespace host {
 
@@ -30,6 +31,13 @@ private:
     u32 status_;
     u32 listing_status_ = 0;
 };
+
+// What a board remembers from one session to the next.
+struct StoredState {
+    std::vector<u32> mounted;
+    std::vector<LogLine> log;
+};
+StoredState stored_state(const std::filesystem::path& board_file);
 
 // The lock file of a board (".lock"): one process at a time works on its media.
 class BoardLock {
@@ -62,7 +70,6 @@ public:
 private:
     void restore();
     void remember() const;
-    void load_state();
 
     std::filesystem::path state_path_;
     std::unique_ptr<BoardLock> lock_;

@@ -6,6 +6,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <utility>
 
 #include "platform/host/checker.h"
 #include "platform/log.h"
@@ -79,7 +80,7 @@ void log_restore(const LogLine& line) {
     log().rings[line.module].append(line);
 }
 
-void log_set_level(u32 level) { log().level = level; }
+u32 log_set_level(u32 level) { return std::exchange(log().level, level); }
 
 void log_set_sink(LogSink sink) {
     const std::lock_guard guard(log().lock);

@@ -27,8 +27,9 @@ std::vector<LogLine> log_lines(u32 module);
 // Puts an older run's line back into a ring, without the sink.
 void log_restore(const LogLine& line);
 
-// Lines above this level are dropped before they are formatted; 3 keeps all.
-void log_set_level(u32 level);
+// Lines above this level are dropped before they are formatted; 3 keeps all, 0 none.
+// Returns the level before.
+u32 log_set_level(u32 level);
 
 // Called for every line that is kept; an empty one ends it.
 void log_set_sink(LogSink sink);

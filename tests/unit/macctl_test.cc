@@ -41,20 +41,26 @@ protected:
         EXPECT_EQ(outcome.out, expected) << arguments;
     }
 
+    // A change that replaces whatever is there.
+    void change(const std::string& arguments) const {
+        const Outcome outcome = macctl(arguments + " --yes");
+        EXPECT_EQ(outcome.status, 0) << arguments << "\n" << outcome.err;
+    }
+
     test::Folder folder;
 };
 
 TEST_F(Macctl, SetAndGet_EveryDriver) {
     for (const int type : {0, 1, 2, 3, 4, 5, 64}) {
         const std::string t = " -t " + std::to_string(type);
-        must("set block" + t + " 00:11:22:33:44:fe 8");
+        change("set block" + t + " 00:11:22:33:44:fe 8");
         must("get addr" + t, "00:11:22:33:44:fe\n");
         must("get num --type " + std::to_string(type), "8\n");
         must("get list -n 3" + t, "00:11:22:33:44:fe\n00:11:22:33:44:ff\n00:11:22:33:45:00\n");
-        must("set addr" + t + " 02-AA-BB-CC-DD-00");
+        change("set addr" + t + " 02-AA-BB-CC-DD-00");
         must("get addr" + t, "02:aa:bb:cc:dd:00\n");
         if (type == 5 || type == 64) continue;  // a Kolbe record's count is its size
-        must("set num" + t + " 2");
+        change("set num" + t + " 2");
         must("get list" + t, "02:aa:bb:cc:dd:00\n02:aa:bb:cc:dd:01\n");
     }
 }
@@ -75,30 +81,30 @@ TEST_F(Macctl, EveryBoardThatShips_KeepsABlock) {
 }
 
 TEST_F(Macctl, OptionsMayStandAnywhere) {
-    must("set block 00.11.22.33.44.55 4 -t 0");
+    change("set block 00.11.22.33.44.55 4 -t 0");
     must("-i 0xffffffff get addr -t 0", "00:11:22:33:44:55\n");
     must("get addr --instance 4294967295 --type 0x0", "00:11:22:33:44:55\n");
 }
 
 TEST_F(Macctl, Instances_StayMountedFromOneCommandToTheNext) {
-    EXPECT_EQ(macctl("get addr -i 3 -t 0").status, 2);
+    EXPECT_EQ(macctl("get addr -i 3 -t 0").status, 3);
     must("init -i 3");
-    must("set block -i 3 -t 0 aabb.cc00.0001 4");
+    change("set block -i 3 -t 0 aabb.cc00.0001 4");
     must("get addr -i 3 -t 0", "aa:bb:cc:00:00:01\n");
     const Outcome again = macctl("init -i 3");
     EXPECT_EQ(again.status, 2);
-    EXPECT_NE(again.err.find("macctl: init, instance 0x3: MAC_FAULT (0xfffffff2): "),
+    EXPECT_NE(again.err.find("macctl: mount, instance 0x3: MAC_FAULT (0xfffffff2): "),
               std::string::npos);
     must("deinit -i 3");
-    EXPECT_EQ(macctl("get addr -i 3 -t 0").status, 2);
+    EXPECT_EQ(macctl("get addr -i 3 -t 0").status, 3);
     must("deinit");
-    EXPECT_EQ(macctl("get addr -t 0").status, 2) << "the default instance, too";
+    EXPECT_EQ(macctl("get addr -t 0").status, 3) << "the default instance, too";
     must("init");
 }
 
 TEST_F(Macctl, Refusal_IsNameNumberAndSentence_OnStandardError) {
     const Outcome outcome = macctl("get addr -t 9");
-    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.status, 3);
     EXPECT_EQ(outcome.out, "");
     EXPECT_EQ(outcome.err,
               "warning: mac inst 0xffffffff type 9 find mng no exist.\n"
@@ -186,7 +192,7 @@ TEST_F(Macctl, Show_Diag_Log) {
     must("show types", "no mac type\n");
     must("diag devlist");
     must("diag drvlist");
-    must("set block -t 0 00:11:22:33:44:55 4");
+    change("set block -t 0 00:11:22:33:44:55 4");
     const Outcome log = macctl("log");
     EXPECT_EQ(log.status, 0);
     EXPECT_NE(log.out.find("2 mac inst 0xffffffff type 0 sync[0->1] store OK.\n"),
@@ -195,7 +201,7 @@ TEST_F(Macctl, Show_Diag_Log) {
 }
 
 TEST_F(Macctl, DamagedCopy_IsRepairedByARead) {
-    must("set block -t 0 00:11:22:33:44:55 16");
+    change("set block -t 0 00:11:22:33:44:55 16");
     const std::string good = folder.read("manuinfo.bin");
     ASSERT_EQ(sh("printf XXXX | dd of=manuinfo.bin bs=1 seek=1216 conv=notrunc").status, 0);
     ASSERT_NE(folder.read("manuinfo.bin"), good);
@@ -204,38 +210,38 @@ TEST_F(Macctl, DamagedCopy_IsRepairedByARead) {
 }
 
 TEST_F(Macctl, BothCopiesDamaged_AreReportedAndKept) {
-    must("set block -t 0 00:11:22:33:44:55 16");
+    change("set block -t 0 00:11:22:33:44:55 16");
     ASSERT_EQ(sh("printf X | dd of=manuinfo.bin bs=1 seek=1224 conv=notrunc;"
                  "printf X | dd of=manuinfo.bin bs=1 seek=66760 conv=notrunc")
                   .status,
               0);
     const std::string damaged = folder.read("manuinfo.bin");
     const Outcome outcome = macctl("get addr -t 0");
-    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.status, 5);
     EXPECT_EQ(outcome.out, "");
     EXPECT_NE(outcome.err.find("MAC_CHECK_MISMATCH (0x811601a7)"), std::string::npos);
     EXPECT_EQ(folder.read("manuinfo.bin"), damaged);
-    must("set block -t 0 00:11:22:33:44:55 16");
+    change("set block -t 0 00:11:22:33:44:55 16");
     must("get addr -t 0", "00:11:22:33:44:55\n");
 }
 
 TEST_F(Macctl, BootTools_ReadWhatItWrites) {
-    must("set block -t 2 00:11:22:33:44:55 16");
+    change("set block -t 2 00:11:22:33:44:55 16");
     EXPECT_EQ(sh("fw_printenv -c fw.cfg -n ethaddr_pool").out, "00:11:22:33:44:55\n");
     EXPECT_EQ(sh("fw_printenv -c fw.cfg -n ethaddr_pool_num").out, "00000010\n");
     for (int round = 0; round < 5; ++round) {
         const std::string address = "02:00:00:00:00:0" + std::to_string(round);
-        must("set addr -t 2 " + address);
+        change("set addr -t 2 " + address);
         EXPECT_EQ(sh("fw_printenv -c fw.cfg -n ethaddr_pool").out, address + "\n");
     }
 }
 
 TEST_F(Macctl, BootTools_WriteWhatItReads_AndForeignVariablesStay) {
-    must("set block -t 2 00:11:22:33:44:55 16");
+    change("set block -t 2 00:11:22:33:44:55 16");
     ASSERT_EQ(sh("fw_setenv -c fw.cfg bootcmd 'run a; run b'").status, 0);
     ASSERT_EQ(sh("fw_setenv -c fw.cfg ethaddr_pool 02:00:00:00:00:77").status, 0);
     must("get addr -t 2", "02:00:00:00:00:77\n");
-    must("set num -t 2 3");
+    change("set num -t 2 3");
     EXPECT_EQ(sh("fw_printenv -c fw.cfg").out,
               "bootcmd=run a; run b\nethaddr_pool=02:00:00:00:00:77\nethaddr_pool_num=00000003\n");
 }
@@ -245,17 +251,17 @@ TEST_F(Macctl, BootTools_SingleCopy) {
     board.replace(board.find(" redundant=\"1\""), 14, "");
     folder.write("demo.xml", board);
     folder.write("fw.cfg", folder.path("uboot-env.bin").string() + " 0x0 0x4000\n");
-    must("set block -t 2 00:11:22:33:44:55 16");
+    change("set block -t 2 00:11:22:33:44:55 16");
     EXPECT_EQ(sh("fw_printenv -c fw.cfg -n ethaddr_pool").out, "00:11:22:33:44:55\n");
     ASSERT_EQ(sh("fw_setenv -c fw.cfg ethaddr_pool_num 00000002").status, 0);
     must("get num -t 2", "2\n");
 }
 
 TEST_F(Macctl, TwoProcesses_WaitForEachOther) {
-    must("set block -t 0 00:11:22:33:44:55 16");
+    change("set block -t 0 00:11:22:33:44:55 16");
     const std::string tool = std::string(MACCTL_PROGRAM) + " --board demo.xml ";
     const Outcome outcome = sh("( for i in 1 2 3 4 5 6 7 8; do " + tool +
-                               "set addr -t 0 02:00:00:00:00:0$i || exit 9;"
+                               "set addr -t 0 02:00:00:00:00:0$i --yes || exit 9;"
                                " done ) & ( for i in 1 2 3 4 5 6 7 8; do " +
                                tool +
                                "get addr -t 0 || exit 8; done ) "

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "tools/macctl/live_board.h"
 #include "tools/macctl/target.h"
 
 namespace macctl {
@@ -71,11 +72,13 @@ LogEntry parse_line(const std::string& line) {
 class DeviceTarget : public Target {
 public:
     explicit DeviceTarget(std::shared_ptr<const Device> device)
-        : Target([device = std::move(device)](u32 number, void* record) {
+        : client_([device = std::move(device)](u32 number, void* record) {
               return device->command(number, record);
           }) {}
 
-    std::vector<LogEntry> log() const override {
+    const Client& client() override { return client_; }
+
+    std::vector<LogEntry> log() override {
         std::ifstream stream(kRing);
         if (!stream) {
             throw TargetError(fmt::format(
@@ -87,11 +90,24 @@ public:
         return entries;
     }
 
-    std::optional<std::string> attribute(const std::string& name) const override {
+    std::optional<std::string> attribute(const std::string& name) override {
         std::ifstream stream(kAttributes + name);
         if (!stream) return std::nullopt;
         return std::string(std::istreambuf_iterator<char>(stream), {});
     }
+
+    std::vector<PoolReport> inspect(const PoolFilter& filter) override {
+        const auto board = host::Board::open(live_board(), host::Access::kReadOnly);
+        std::vector<PoolReport> reports = macctl::inspect(board.get(), filter);
+        // A record may be on its way to the medium: what looks bad is looked at again.
+        for (const PoolReport& report : reports) {
+            if (report.health != Health::kGood) return macctl::inspect(board.get(), filter);
+        }
+        return reports;
+    }
+
+private:
+    Client client_;
 };
 
 }  // namespace

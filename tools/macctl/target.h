@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tools/macctl/client.h"
+#include "tools/macctl/inspect.h"
 
 namespace macctl {
 
@@ -38,26 +39,26 @@ class Target {
 public:
     virtual ~Target() = default;
 
-    const Client& client() const { return client_; }
+    // The control device's commands. Throws TargetError.
+    virtual const Client& client() = 0;
 
     // The lines of the module's log ring, oldest first. Throws TargetError.
-    virtual std::vector<LogEntry> log() const = 0;
+    virtual std::vector<LogEntry> log() = 0;
 
     // The content of a diagnostic attribute; none when there is no such file.
-    virtual std::optional<std::string> attribute(const std::string& name) const = 0;
+    virtual std::optional<std::string> attribute(const std::string& name) = 0;
 
-protected:
-    explicit Target(Ioctl ioctl) : client_(std::move(ioctl)) {}
-
-private:
-    Client client_;
+    // The copies on their media, with nothing written. Throws TargetError when the
+    // board's description or its media cannot be read.
+    virtual std::vector<PoolReport> inspect(const PoolFilter& filter) = 0;
 };
 
 inline constexpr char kDevicePath[] = "/dev/mac_mng";
 
-// Loads the module over a board file for as long as the target lives. Its log
-// lines go to standard error up to the board's level, or all of them when
-// verbose. Throws StartUpError, or the board's own error.
+// A board file. The module is loaded over it when it is first needed and stays loaded
+// as long as the target lives; its log lines go to standard error up to the board's
+// level, or all of them when verbose. Commands throw StartUpError, or the board's own
+// error.
 std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, bool verbose);
 
 // Opens the control device. Throws TargetError.

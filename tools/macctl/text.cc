@@ -21,6 +21,13 @@ struct StatusRow {
 constexpr StatusRow kStatusRows[] = {MAC_STATUS_LIST(STATUS_ROW) SERVICE_STATUS_LIST(STATUS_ROW)};
 #undef STATUS_ROW
 
+const StatusRow* find_status(u32 status) {
+    for (const StatusRow& row : kStatusRows) {
+        if (row.value == status) return &row;
+    }
+    return nullptr;
+}
+
 constexpr char kGbkColon[] = "\xa3\xba";
 constexpr char kUtf8Colon[] = "\xef\xbc\x9a";
 
@@ -67,13 +74,15 @@ std::optional<MacAddress> parse_address(const std::string& text, std::string* er
     return address;
 }
 
+std::string status_name(u32 status) {
+    const StatusRow* const row = find_status(status);
+    return row == nullptr ? "UNKNOWN" : row->name;
+}
+
 std::string describe_status(u32 status) {
-    for (const StatusRow& row : kStatusRows) {
-        if (row.value == status) {
-            return fmt::format("{} (0x{:08x}): {}", row.name, status, row.sentence);
-        }
-    }
-    return fmt::format("UNKNOWN (0x{:08x}): a code that this tool does not know", status);
+    const StatusRow* const row = find_status(status);
+    return fmt::format("{} (0x{:08x}): {}", status_name(status), status,
+                       row == nullptr ? "a code that this tool does not know" : row->sentence);
 }
 
 std::string printable_log(const std::string& text) {

@@ -23,6 +23,9 @@ std::optional<MacAddress> parse_address(const std::string& text, std::string* er
 // "NAME (0x........): sentence" for a code of the module or of a platform service.
 std::string describe_status(u32 status);
 
+// Its name alone, "UNKNOWN" for a code that this tool does not know.
+std::string status_name(u32 status);
+
 // A log line for a UTF-8 terminal: the two-byte colon becomes its character.
 std::string printable_log(const std::string& text);
 

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// The board file itself.
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "platform/host/loader.h"
+#include "tools/macctl/board_check.h"
+#include "tools/macctl/board_compile.h"
+#include "tools/macctl/board_map.h"
+#include "tools/macctl/commands.h"
+#include "tools/macctl/terminal.h"
+
+namespace macctl {
+
+namespace {
+
+Colour colour_of(Severity severity) {
+    switch (severity) {
+        case Severity::kError:
+            return Colour::kBad;
+        case Severity::kWarning:
+            return Colour::kWarning;
+        default:
+            return Colour::kNone;
+    }
+}
+
+std::string finding_text(const std::string& file, const Finding& finding) {
+    return fmt::format("{}:{}: {}: {} [{}]\n    {}\n", file, finding.line,
+                       coloured(severity_name(finding.severity), colour_of(finding.severity)),
+                       finding.text, finding.code, finding.advice);
+}
+
+Json finding_json(const std::string& file, const Finding& finding) {
+    return {{"severity", severity_name(finding.severity)},
+            {"code", finding.code},
+            {"file", file},
+            {"line", finding.line},
+            {"text", finding.text},
+            {"advice", finding.advice}};
+}
+
+std::vector<Finding> findings_of(Context& context) {
+    try {
+        std::vector<Finding> findings = check_layout(host::BoardFile::read(context.board()));
+        // What the media hold, where they are there and can be read.
+        const std::vector<Finding> blocks = check_blocks(context.target().inspect({}));
+        findings.insert(findings.end(), blocks.begin(), blocks.end());
+        return findings;
+    } catch (const host::BoardError& error) {
+        const std::string what = error.what();
+        const std::string where = fmt::format("{}:{}: ", context.board(), error.line());
+        return {{Severity::kError, "unusable", error.line(),
+                 what.rfind(where, 0) == 0 ? what.substr(where.size()) : what,
+                 "nothing else can be checked before this is mended"}};
+    }
+}
+
+size_t count(const std::vector<Finding>& findings, Severity severity) {
+    return static_cast<size_t>(
+        std::count_if(findings.begin(), findings.end(),
+                      [severity](const Finding& finding) { return finding.severity == severity; }));
+}
+
+Json place_json(const Place& place) {
+    return {{"label", place.label},
+            {"start", place.range.start},
+            {"bytes", place.range.end - place.range.start},
+            {"driver", place.driver},
+            {"line", place.line},
+            {"overlaps", place.overlaps}};
+}
+
+Json map_json(const std::vector<MediumMap>& media) {
+    Json json = Json::array();
+    for (const MediumMap& map : media) {
+        Json places = Json::array();
+        for (const Place& place : map.places) places.push_back(place_json(place));
+        json.push_back({{"medium", map.name},
+                        {"image", map.image},
+                        {"size", map.size},
+                        {"step", map.step},
+                        {"places", places},
+                        {"variables", map.variables}});
+    }
+    return json;
+}
+
+}  // namespace
+
+Result board_check(Context& context) {
+    const std::vector<Finding> findings = findings_of(context);
+    Result result;
+    result.data["findings"] = Json::array();
+    for (const Finding& finding : findings) {
+        result.text += finding_text(context.board(), finding);
+        result.data["findings"].push_back(finding_json(context.board(), finding));
+    }
+    const size_t errors = count(findings, Severity::kError);
+    const size_t warnings = count(findings, Severity::kWarning);
+    result.text += fmt::format("{}: {} errors, {} warnings, {} notes\n", context.board(), errors,
+                               warnings, count(findings, Severity::kNote));
+    if (errors != 0 || (context.options.strict && warnings != 0)) result.exit = kExitRefused;
+    return result;
+}
+
+Result board_init(Context& context) {
+    host::BoardFile file = host::BoardFile::read(context.board());
+    const host::BoardLock lock(file, host::Access::kReadWrite);
+    Result result;
+    result.data["images"] = Json::array();
+    std::vector<bool> there;
+    for (const std::string& image : images_of(file)) {
+        there.push_back(std::filesystem::exists(file.resolve(image)));
+    }
+    const std::vector<std::string> images = images_of(file);
+    (void)host::Board::open(std::move(file));
+    for (size_t i = 0; i < images.size(); ++i) {
+        result.text +=
+            fmt::format("{}: {}\n", images[i], there[i] ? "kept as it is" : "made, erased");
+        result.data["images"].push_back({{"image", images[i]}, {"made", !there[i]}});
+    }
+    return result;
+}
+
+Result board_map(Context& context) {
+    const host::BoardFile file = host::BoardFile::read(context.board());
+    const std::vector<MediumMap> media = map_board(file);
+    Result result;
+    result.data["media"] = map_json(media);
+    if (context.options.svg.empty()) {
+        result.text = map_text(media);
+        return result;
+    }
+    const std::string svg = map_svg(file.name(), media);
+    if (context.options.svg == "-") {
+        result.text = svg;
+    } else {
+        replace_file(context.options.svg, {svg.begin(), svg.end()});
+    }
+    return result;
+}
+
+Result board_compile(Context& context) {
+    replace_file(context.options.file, compile_board(host::BoardFile::read(context.board())));
+    return {"", {{"file", context.options.file}}};
+}
+
+Result board_install(Context& context) {
+    const std::string& folder = context.options.directory;
+    const std::filesystem::path path =
+        std::filesystem::path(folder.empty() ? "/lib/firmware" : folder) / kBoardFirmware;
+    const std::vector<u8> blob = compile_board(host::BoardFile::read(context.board()));
+    std::filesystem::create_directories(path.parent_path());
+    replace_file(path, blob);
+    return {"", {{"file", path.string()}}};
+}
+
+}  // namespace macctl

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// What every command of macctl is made of: what was asked for, what it works on, and
+// a result that reads as text or as JSON.
+#ifndef TOOLS_MACCTL_COMMAND_H
+#define TOOLS_MACCTL_COMMAND_H
+
+#include <nlohmann/json.hpp>
+
+#include "tools/macctl/target.h"
+
+namespace macctl {
+
+using Json = nlohmann::ordered_json;
+
+enum Exit {
+    kExitDone = 0,
+    kExitUsage = 1,       // the command line, the board file or the device cannot be used
+    kExitRefused = 2,     // the system refused
+    kExitNotFound = 3,    // no such block, instance, attribute or record
+    kExitDegraded = 4,    // a copy is no good, the block is there
+    kExitLost = 5,        // no copy of a block is good
+    kExitRepaired = 6,    // something was repaired
+    kExitNotWritten = 7,  // nothing, or not all, was written
+};
+
+// The command cannot be done.
+class Failure : public std::runtime_error {
+public:
+    Failure(Exit exit, const std::string& text) : std::runtime_error(text), exit_(exit) {}
+    Failure(Exit exit, const std::string& text, u32 status)
+        : std::runtime_error(text), exit_(exit), status_(status) {}
+    Exit exit() const { return exit_; }
+    std::optional<u32> status() const { return status_; }
+
+private:
+    Exit exit_;
+    std::optional<u32> status_;
+};
+
+// What a command gives back: text for people, data for programs, the exit status.
+struct Result {
+    std::string text;
+    Json data = Json::object();
+    int exit = kExitDone;
+};
+
+struct Options {
+    std::string board;
+    std::string device;
+    bool json = false;
+    bool verbose = false;
+    bool yes = false;
+    bool dry_run = false;
+    bool follow = false;
+    bool strict = false;
+    bool force = false;
+    std::optional<u32> inst;
+    std::optional<u32> type;
+    std::optional<u32> num;
+    MacAddress address{};
+    std::string name;        // attribute, shell, ...
+    std::string file;        // input or output
+    std::string format;      // of a list or a record
+    std::string crc16;       // CRC-16 variant
+    std::string interfaces;  // names for .link files
+    std::string directory;   // where files go
+    std::string svg;
+    u32 offset = 0;
+
+    u32 instance() const { return inst.value_or(0xffffffff); }
+    Pool pool() const { return {instance(), type.value_or(0)}; }
+    PoolFilter filter() const { return {inst, type}; }
+};
+
+class Context {
+public:
+    explicit Context(const Options& given) : options(given) {}
+
+    // The device is the default on a system that has it. Throws TargetError.
+    Target& target();
+    // The board file that was named. Throws TargetError.
+    const std::string& board() const;
+
+    const Options& options;
+
+private:
+    std::unique_ptr<Target> target_;
+};
+
+using Command = Result (*)(Context& context);
+
+// Turns a refusal of the system into a Failure that says what, where and why.
+void must(const Context& context, const std::string& what, u32 status);
+// The exit status for a status of the system.
+Exit exit_for(u32 status);
+
+// "instance 0xffffffff type 0"; how a block is called in every message.
+std::string pool_name(u32 inst, u32 type);
+std::string instance_name(u32 inst);
+// "00:11:22:33:44:00 count 8".
+std::string block_words(const MacAddress& base, u32 num);
+Json block_json(const MacAddress& base, u32 num);
+
+// Does something with an instance mounted, and leaves it as it was.
+template <typename Action>
+u32 with_mounted(const Client& client, u32 inst, Action action) {
+    // Mounting what is mounted already is refused, and then it stays.
+    const bool mounted_here = inst != 0xffffffff && client.init(inst) == 0;
+    const u32 status = action();
+    if (mounted_here) (void)client.deinit(inst);
+    return status;
+}
+
+}  // namespace macctl
+
+#endif

@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// What is used every day: looking at blocks, instances, listings and the log.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <csignal>
+#include <thread>
+
+#include "mac_mng/mac_status.h"
+#include "tools/macctl/commands.h"
+#include "tools/macctl/terminal.h"
+
+namespace macctl {
+
+namespace {
+
+constexpr std::chrono::milliseconds kFollowPause{200};
+
+volatile std::sig_atomic_t stopped = 0;
+
+std::string words_with_type(const char* verb, const Context& context) {
+    return fmt::format("{}, type {}", verb, context.options.type.value_or(0));
+}
+
+Colour colour_of(const CopyReport& copy) {
+    if (copy.different) return Colour::kWarning;
+    return copy.record.state == CopyState::kGood ? Colour::kGood : Colour::kBad;
+}
+
+std::string drivers_of(const PoolReport& pool) {
+    std::string text;
+    for (const auto& copy : pool.copies) {
+        if (copy && text != copy->copy.driver) {
+            text += (text.empty() ? "" : " + ") + copy->copy.driver;
+        }
+    }
+    return text;
+}
+
+Json pool_status(const PoolReport& pool) {
+    Json row = {{"instance", fmt::format("0x{:x}", pool.inst)}, {"type", pool.type}};
+    const Record* const winner = pool.winner();
+    row["base"] = winner ? Json(format_address(winner->base.data())) : Json();
+    row["last"] = winner && winner->num > 0
+                      ? Json(format_address(nth_address(winner->base, winner->num - 1).data()))
+                      : Json();
+    row["count"] = winner ? Json(winner->num) : Json();
+    for (unsigned area = 0; area < 2; ++area) {
+        const auto& copy = pool.copies[area];
+        row[area_name(area)] =
+            copy ? Json{{"driver", copy->copy.driver}, {"state", copy->state()}} : Json();
+    }
+    return row;
+}
+
+std::string text_or_dash(const Json& value) {
+    if (value.is_null()) return "-";
+    return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+// The listings are lines "LABEL : VALUE", an empty line behind each entry.
+Json listing_entries(const std::string& text) {
+    Json entries = Json::array();
+    Json entry = Json::object();
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        const size_t colon = line.find(": ");
+        if (line.empty() && !entry.empty()) {
+            entries.push_back(std::exchange(entry, Json::object()));
+        } else if (colon != std::string::npos) {
+            entry[line.substr(0, line.find_last_not_of(' ', colon - 1) + 1)] =
+                line.substr(colon + 2);
+        }
+    }
+    return entries;
+}
+
+Result listing(const Context& context, const char* what, u32 status, const std::string& text) {
+    must(context, what, status);
+    Result result;
+    result.text = text;
+    result.data["entries"] = listing_entries(text);
+    return result;
+}
+
+Json line_json(const LogEntry& entry) {
+    return {{"level", entry.level}, {"text", printable_log(entry.text)}};
+}
+
+std::string line_text(const LogEntry& entry) {
+    return fmt::format("{} {}\n", entry.level, printable_log(entry.text));
+}
+
+// How many of the old lines the new ones begin with: a ring drops its oldest.
+size_t already_seen(const std::vector<LogEntry>& old, const std::vector<LogEntry>& now) {
+    const auto same = [](const LogEntry& left, const LogEntry& right) {
+        return left.level == right.level && left.text == right.text;
+    };
+    for (size_t drop = 0; drop < old.size(); ++drop) {
+        const size_t kept = old.size() - drop;
+        if (kept <= now.size() && std::equal(old.end() - static_cast<std::ptrdiff_t>(kept),
+                                             old.end(), now.begin(), same)) {
+            return kept;
+        }
+    }
+    return 0;
+}
+
+// Prints lines as they come, until Ctrl-C.
+void follow(Context& context) {
+    std::signal(SIGINT, [](int) { stopped = 1; });
+    std::signal(SIGTERM, [](int) { stopped = 1; });
+    std::vector<LogEntry> seen;
+    while (stopped == 0) {
+        const std::vector<LogEntry> now = context.target().log();
+        for (size_t i = already_seen(seen, now); i < now.size(); ++i) {
+            fmt::print("{}",
+                       context.options.json ? line_json(now[i]).dump() + "\n" : line_text(now[i]));
+        }
+        std::fflush(stdout);
+        seen = now;
+        std::this_thread::sleep_for(kFollowPause);
+    }
+}
+
+}  // namespace
+
+Result status(Context& context) {
+    Result result;
+    result.data["blocks"] = Json::array();
+    Table table({"INSTANCE", "TYPE", "BASE", "LAST", "COUNT", "DRIVER", "MAIN", "SPARE"});
+    for (const PoolReport& pool : context.target().inspect(context.options.filter())) {
+        const Json row = pool_status(pool);
+        result.data["blocks"].push_back(row);
+        std::vector<std::string> cells = {
+            row["instance"],           std::to_string(pool.type),  text_or_dash(row["base"]),
+            text_or_dash(row["last"]), text_or_dash(row["count"]), drivers_of(pool)};
+        std::vector<Colour> colours(cells.size(), Colour::kNone);
+        for (const auto& copy : pool.copies) {
+            cells.push_back(copy ? copy->state() : "-");
+            colours.push_back(copy ? colour_of(*copy) : Colour::kNone);
+        }
+        table.add(std::move(cells), std::move(colours));
+    }
+    result.text = table.text();
+    return result;
+}
+
+Result get_addr(Context& context) {
+    MacAddress address{};
+    must(context, words_with_type("get addr", context),
+         context.target().client().get_addr(context.options.pool(), &address));
+    const std::string text = format_address(address.data());
+    return {text + "\n", {{"base", text}}};
+}
+
+Result get_num(Context& context) {
+    u32 num = 0;
+    must(context, words_with_type("get num", context),
+         context.target().client().get_num(context.options.pool(), &num));
+    return {fmt::format("{}\n", num), {{"count", num}}};
+}
+
+Result mount(Context& context) {
+    must(context, "mount", context.target().client().init(context.options.instance()));
+    return {};
+}
+
+Result unmount(Context& context) {
+    must(context, "unmount", context.target().client().deinit(context.options.instance()));
+    return {};
+}
+
+Result show_cfg(Context& context) {
+    std::string text;
+    const u32 status = context.target().client().show_cfg(&text);
+    return listing(context, "show cfg", status, text);
+}
+
+Result show_types(Context& context) {
+    std::string text;
+    const u32 status = context.target().client().show_types(&text);
+    return listing(context, "show types", status, text);
+}
+
+Result diag(Context& context) {
+    const std::optional<std::string> content = context.target().attribute(context.options.name);
+    if (!content) {
+        throw Failure(kExitNotFound,
+                      "the module has no attribute \"" + context.options.name + "\"");
+    }
+    return {*content, {{"content", *content}}};
+}
+
+Result log(Context& context) {
+    Result result;
+    if (context.options.follow) {
+        follow(context);
+        result.data = Json();
+        return result;
+    }
+    result.data["lines"] = Json::array();
+    for (const LogEntry& entry : context.target().log()) {
+        result.text += line_text(entry);
+        result.data["lines"].push_back(line_json(entry));
+    }
+    return result;
+}
+
+}  // namespace macctl

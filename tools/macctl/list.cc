@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// The addresses of a block, in the forms in which others take them.
+#include <fmt/format.h>
+
+#include <filesystem>
+#include <sstream>
+
+#include "mac_mng/mac_status.h"
+#include "tools/macctl/board_compile.h"
+#include "tools/macctl/commands.h"
+
+namespace macctl {
+
+namespace {
+
+using Addresses = std::vector<MacAddress>;
+
+std::vector<std::string> split(const std::string& names) {
+    std::vector<std::string> result;
+    std::istringstream stream(names);
+    for (std::string name; std::getline(stream, name, ',');) {
+        if (!name.empty()) result.push_back(name);
+    }
+    return result;
+}
+
+// The longest name that the kernel gives an interface.
+constexpr size_t kInterfaceNameMax = 15;
+
+std::vector<std::string> interface_names(const Context& context, size_t addresses) {
+    const std::vector<std::string> names = split(context.options.interfaces);
+    if (names.empty()) {
+        throw Failure(kExitUsage,
+                      "--format link wants the interfaces' names: --interfaces lan0,lan1,...");
+    }
+    if (names.size() > addresses) {
+        throw Failure(kExitRefused, fmt::format("{} interfaces are named and the block has {} "
+                                                "addresses",
+                                                names.size(), addresses));
+    }
+    for (const std::string& name : names) {
+        if (name.size() > kInterfaceNameMax || name.find('/') != std::string::npos) {
+            throw Failure(kExitUsage,
+                          fmt::format("\"{}\" is no interface name: at most {} characters, no '/'",
+                                      name, kInterfaceNameMax));
+        }
+    }
+    return names;
+}
+
+std::string link_file(const std::string& interface, const MacAddress& address) {
+    return fmt::format("[Match]\nOriginalName={}\n\n[Link]\nMACAddressPolicy=none\nMACAddress={}\n",
+                       interface, format_address(address.data()));
+}
+
+// One file for each interface, or all of them behind their names.
+std::string link_text(const Context& context, const Addresses& addresses) {
+    std::string text;
+    const std::vector<std::string> names = interface_names(context, addresses.size());
+    for (size_t i = 0; i < names.size(); ++i) {
+        const std::string file = fmt::format("70-mac_mng-{}.link", names[i]);
+        const std::string content = link_file(names[i], addresses[i]);
+        if (context.options.directory.empty()) {
+            text += fmt::format("{}# {}\n{}", i == 0 ? "" : "\n", file, content);
+            continue;
+        }
+        const std::filesystem::path path = std::filesystem::path(context.options.directory) / file;
+        replace_file(path, {content.begin(), content.end()});
+        text += path.string() + "\n";
+    }
+    return text;
+}
+
+std::string csv_text(const Addresses& addresses) {
+    std::string text = "index,address\n";
+    for (size_t i = 0; i < addresses.size(); ++i) {
+        text += fmt::format("{},{}\n", i, format_address(addresses[i].data()));
+    }
+    return text;
+}
+
+Addresses read_addresses(Context& context) {
+    const std::string what = fmt::format("list, type {}", context.options.pool().type);
+    const Client& client = context.target().client();
+    u32 num = 0;
+    if (context.options.num) {
+        num = *context.options.num;
+    } else {
+        must(context, what, client.get_num(context.options.pool(), &num));
+    }
+    Addresses addresses;
+    must(context, what, client.get_list(context.options.pool(), num, &addresses));
+    return addresses;
+}
+
+}  // namespace
+
+Result list(Context& context) {
+    const Addresses addresses = read_addresses(context);
+    Result result;
+    result.data["addresses"] = Json::array();
+    for (const MacAddress& address : addresses) {
+        result.data["addresses"].push_back(format_address(address.data()));
+    }
+    if (context.options.format == "csv") {
+        result.text = csv_text(addresses);
+    } else if (context.options.format == "json") {
+        result.text = result.data["addresses"].dump(2) + "\n";
+    } else if (context.options.format == "link") {
+        result.text = link_text(context, addresses);
+    } else {
+        for (const MacAddress& address : addresses) {
+            result.text += format_address(address.data()) + "\n";
+        }
+    }
+    return result;
+}
+
+}  // namespace macctl

@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// Records in files: dumps of a medium, or single records.
+#include <fmt/format.h>
+
+#include <cctype>
+#include <cstring>
+#include <fstream>
+
+#include "mac_mng/mac_status.h"
+#include "tools/macctl/board_compile.h"
+#include "tools/macctl/commands.h"
+#include "tools/macctl/identify.h"
+
+namespace macctl {
+
+namespace {
+
+std::vector<u8> read_bytes(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream)
+        throw Failure(kExitUsage, fmt::format("{} cannot be read: {}", path, strerror(errno)));
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+// The variant that was named, or the board's, or the one of boards that name none.
+const platform::Crc16Variant& variant_of(const Context& context) {
+    const Options& options = context.options;
+    if (options.crc16.empty() && !options.board.empty()) {
+        return host::BoardFile::read(options.board).crc16();
+    }
+    const std::string name = options.crc16.empty() ? platform::kCrc16Default : options.crc16;
+    const platform::Crc16Variant* const variant = platform::crc16_find(name.c_str());
+    if (variant == nullptr) {
+        throw Failure(kExitUsage,
+                      fmt::format("\"{}\" is none of the 31 known CRC-16 variants", name));
+    }
+    return *variant;
+}
+
+ConstBytes bytes_at(const Context& context, const std::vector<u8>& file) {
+    const u32 offset = context.options.offset;
+    if (offset >= file.size()) {
+        throw Failure(kExitUsage, fmt::format("{} has {} bytes: there is no offset 0x{:x}",
+                                              context.options.file, file.size(), offset));
+    }
+    return ConstBytes(file).subspan(offset);
+}
+
+// The format that was named, or the one whose tag is there.
+const Format& format_of(const Context& context, ConstBytes bytes) {
+    if (!context.options.format.empty()) return *find_format(context.options.format);
+    for (const Format& format : formats()) {
+        if (has_tag(format, bytes)) return format;
+    }
+    throw Failure(kExitNotFound, fmt::format("there is no record's tag at offset 0x{:x}; name the "
+                                             "format with --format",
+                                             context.options.offset));
+}
+
+// The bytes that the record takes up, as far as they are there.
+ConstBytes record_bytes(const Context& context, const Format& format, ConstBytes bytes, u32* num) {
+    if (format.counted)
+        return format.list_at == 8 ? bytes.first(std::min<size_t>(bytes.size(), 16)) : bytes;
+    if (context.options.num) {
+        *num = *context.options.num;
+    } else {
+        *num = format.checked ? kolbe_count(bytes) : 1;
+    }
+    return bytes.first(std::min<u64>(bytes.size(), record_size(format, *num)));
+}
+
+struct Decoded {
+    const Format* format;
+    Record record;
+};
+
+Decoded decode(const Context& context) {
+    const std::vector<u8> file = read_bytes(context.options.file);
+    const ConstBytes bytes = bytes_at(context, file);
+    const Format& format = format_of(context, bytes);
+    const CrcChoice choice(variant_of(context));
+    u32 num = 0;
+    const ConstBytes record = record_bytes(context, format, bytes, &num);
+    return {&format, decode_record(format, record, num)};
+}
+
+std::string lower(std::string text) {
+    for (char& character : text) character = static_cast<char>(std::tolower(character));
+    return text;
+}
+
+Json decoded_json(const Decoded& decoded) {
+    const Record& record = decoded.record;
+    Json json = {{"format", decoded.format->name}, {"state", state_name(record.state)}};
+    const bool good = record.state == CopyState::kGood;
+    json["block"] = good ? block_json(record.base, record.num) : Json();
+    json["check"] = good ? Json(fmt::format("0x{:x}", record.check)) : Json();
+    json["detail"] = record.detail;
+    return json;
+}
+
+Result described(const Decoded& decoded, std::string text) {
+    Result result;
+    result.data = decoded_json(decoded);
+    result.text = std::move(text);
+    if (decoded.record.state != CopyState::kGood) result.exit = kExitLost;
+    return result;
+}
+
+std::string state_text(const Record& record) {
+    return record.detail.empty() ? state_name(record.state)
+                                 : fmt::format("{}: {}", state_name(record.state), record.detail);
+}
+
+std::string names_of(const std::vector<const platform::Crc16Variant*>& variants) {
+    std::string names;
+    for (const auto* variant : variants)
+        names += (names.empty() ? "" : ", ") + lower(variant->name);
+    return names;
+}
+
+std::string found_text(const Found& found) {
+    std::string text = fmt::format("0x{:06x}  {:<10}  ", found.offset, found.format->name);
+    if (!found.good) return text + fmt::format("tag only: {}\n", found.detail);
+    text += block_words(found.base, found.num);
+    if (!found.variants.empty()) text += fmt::format("  crc16 {}", names_of(found.variants));
+    return text + "\n";
+}
+
+Json found_json(const Found& found) {
+    Json json = {{"offset", found.offset}, {"format", found.format->name}, {"good", found.good}};
+    json["block"] = found.good ? block_json(found.base, found.num) : Json();
+    json["crc16"] = Json::array();
+    for (const auto* variant : found.variants) json["crc16"].push_back(lower(variant->name));
+    json["detail"] = found.detail;
+    return json;
+}
+
+}  // namespace
+
+Result record_decode(Context& context) {
+    const Decoded decoded = decode(context);
+    const Record& record = decoded.record;
+    std::string text =
+        fmt::format("format  {}\nstate   {}\n", decoded.format->name, state_text(record));
+    if (record.state == CopyState::kGood) {
+        text += fmt::format("base    {}\ncount   {}\ncheck   0x{:x}\n",
+                            format_address(record.base.data()), record.num, record.check);
+    }
+    return described(decoded, text);
+}
+
+Result record_verify(Context& context) {
+    const Decoded decoded = decode(context);
+    return described(decoded, state_text(decoded.record) + "\n");
+}
+
+Result record_encode(Context& context) {
+    const Options& options = context.options;
+    if (!options.num) throw Failure(kExitUsage, "--count is required");
+    const Format& format = *find_format(options.format);
+    const CrcChoice choice(variant_of(context));
+    if (*options.num > 65534) {
+        throw Failure(kExitRefused, fmt::format("count {} is above 65534", *options.num));
+    }
+    u32 status = 0;
+    const std::vector<u8> bytes = encode_record(format, options.address, *options.num, &status);
+    must(context, "record encode", status);
+    // Into a dump, whose other bytes are kept; a file that is not there is made.
+    std::vector<u8> file;
+    if (std::filesystem::exists(options.file)) file = read_bytes(options.file);
+    if (file.size() < options.offset + bytes.size())
+        file.resize(options.offset + bytes.size(), 0xff);
+    std::copy(bytes.begin(), bytes.end(), file.begin() + options.offset);
+    replace_file(options.file, file);
+    Result result;
+    result.text = fmt::format("{} bytes at offset 0x{:x} of {}\n", bytes.size(), options.offset,
+                              options.file);
+    result.data = {{"format", format.name}, {"offset", options.offset}, {"bytes", bytes.size()}};
+    return result;
+}
+
+Result record_identify(Context& context) {
+    const std::vector<u8> file = read_bytes(context.options.file);
+    Result result;
+    result.data["records"] = Json::array();
+    for (const Found& found : identify(file)) {
+        result.text += found_text(found);
+        result.data["records"].push_back(found_json(found));
+    }
+    if (result.text.empty()) {
+        fmt::print(stderr,
+                   "macctl: {} has no record with a tag (Kolbe records without CRC have none)\n",
+                   context.options.file);
+        result.exit = kExitNotFound;
+    }
+    return result;
+}
+
+}  // namespace macctl

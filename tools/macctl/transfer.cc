@@ -1,0 +1,224 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// All blocks of a board as one JSON file, out and in again.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <set>
+
+#include "mac_mng/mac_ioctl.h"
+#include "mac_mng/mac_status.h"
+#include "tools/macctl/board_compile.h"
+#include "tools/macctl/commands.h"
+#include "tools/macctl/terminal.h"
+
+namespace macctl {
+
+namespace {
+
+constexpr char kFormatName[] = "mac_mng-blocks";
+constexpr int kFormatVersion = 1;
+
+struct Item {
+    u32 inst;
+    u32 type;
+    MacAddress base;
+    u32 num;
+};
+
+[[noreturn]] void refuse(const std::string& file, const std::string& reason) {
+    throw Failure(kExitNotWritten, fmt::format("{}: {}; nothing was written", file, reason));
+}
+
+Json read_json(const std::string& file) {
+    std::ifstream stream(file);
+    if (!stream && file != "-") refuse(file, std::string("cannot be read: ") + strerror(errno));
+    const Json json = Json::parse(file == "-" ? std::cin : stream, nullptr, false);
+    if (json.is_discarded()) refuse(file, "is no JSON");
+    if (!json.is_object() || json.value("format", Json()) != kFormatName) {
+        refuse(file, fmt::format("has no \"format\": \"{}\"", kFormatName));
+    }
+    if (json.value("version", Json()) != kFormatVersion) {
+        refuse(file, fmt::format("has version {}, expected {}",
+                                 json.value("version", Json()).dump(), kFormatVersion));
+    }
+    if (!json.value("blocks", Json()).is_array()) refuse(file, "has no array \"blocks\"");
+    return json;
+}
+
+u32 read_number(const std::string& file, const std::string& where, const Json& value) {
+    if (value.is_number_unsigned() && value <= 0xffffffffu) return value.get<u32>();
+    if (value.is_string()) {
+        if (const auto number = host::parse_u32(value.get<std::string>().c_str())) return *number;
+    }
+    refuse(file, fmt::format("{}: {} is no number from 0 to 0xffffffff", where, value.dump()));
+}
+
+Item read_item(const std::string& file, size_t index, const Json& json) {
+    const std::string where = fmt::format("block {}", index);
+    if (!json.is_object()) refuse(file, where + " is no object");
+    for (const char* key : {"instance", "type", "base", "count"}) {
+        if (!json.contains(key)) refuse(file, fmt::format("{} lacks \"{}\"", where, key));
+    }
+    Item item{};
+    item.inst = read_number(file, where + " instance", json["instance"]);
+    item.type = read_number(file, where + " type", json["type"]);
+    item.num = read_number(file, where + " count", json["count"]);
+    std::string error = "\"base\" is no text";
+    const auto base = json["base"].is_string()
+                          ? parse_address(json["base"].get<std::string>(), &error)
+                          : std::nullopt;
+    if (!base) refuse(file, fmt::format("{}: {}", where, error));
+    item.base = *base;
+    return item;
+}
+
+bool is_extreme(const MacAddress& base) {
+    return base == MacAddress{} || base == MacAddress{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
+}
+
+// Why a block would not be taken, or not read back; empty when it fits.
+std::string misfit(const Item& item, const PoolReport& pool) {
+    if (is_extreme(item.base)) return "the address is all zeros or all ones";
+    if (item.num > MAC_IOCTL_LIST_MAX)
+        return fmt::format("the count is above {}", MAC_IOCTL_LIST_MAX);
+    for (const auto& copy : pool.copies) {
+        if (!copy || copy->copy.format() == nullptr) continue;
+        const Format& format = *copy->copy.format();
+        if (!format.counted && item.num != copy->copy.num) {
+            return fmt::format(
+                "count {}: a {} record carries no count, the board is configured for {}", item.num,
+                format.name, copy->copy.num);
+        }
+        if (record_size(format, item.num) > copy->copy.size()) {
+            return fmt::format("count {}: the record at {} has room for {} addresses", item.num,
+                               copy->copy.place(), copy->copy.num);
+        }
+    }
+    return "";
+}
+
+// A block of the file, and what the board holds in its place.
+struct Planned {
+    Item item;
+    PoolReport now;
+
+    bool changes() const {
+        const Record* const winner = now.winner();
+        return winner == nullptr || now.status != MAC_OK || winner->base != item.base ||
+               winner->num != item.num;
+    }
+    bool replaces() const { return changes() && now.winner() != nullptr && now.status == MAC_OK; }
+};
+
+std::vector<Planned> plan(Context& context, const Json& json) {
+    const std::string& file = context.options.file;
+    const auto reports = context.target().inspect({});
+    std::set<std::pair<u32, u32>> seen;
+    std::vector<Planned> planned;
+    for (const Json& entry : json["blocks"]) {
+        const Item item = read_item(file, planned.size(), entry);
+        const std::string where = pool_name(item.inst, item.type);
+        const auto pool = std::find_if(reports.begin(), reports.end(), [&item](const auto& report) {
+            return report.inst == item.inst && report.type == item.type;
+        });
+        if (pool == reports.end()) refuse(file, where + " is not configured on this board");
+        if (!seen.insert({item.inst, item.type}).second) refuse(file, where + " is in it twice");
+        const std::string problem = misfit(item, *pool);
+        if (!problem.empty()) refuse(file, where + ": " + problem);
+        planned.push_back({item, *pool});
+    }
+    return planned;
+}
+
+std::string planned_text(const Planned& planned, const char* what) {
+    const Record* const winner = planned.now.status == MAC_OK ? planned.now.winner() : nullptr;
+    return fmt::format("{}: {} -> {}{}\n", pool_name(planned.item.inst, planned.item.type),
+                       winner ? block_words(winner->base, winner->num) : "no good block",
+                       block_words(planned.item.base, planned.item.num), what);
+}
+
+void ask(const Context& context, const std::vector<Planned>& changes) {
+    const auto replaced = std::count_if(changes.begin(), changes.end(),
+                                        [](const Planned& one) { return one.replaces(); });
+    if (replaced == 0 || context.options.yes) return;
+    const std::string what = fmt::format("{} good blocks would be replaced", replaced);
+    bool asked = false;
+    if (confirm(what + ". Go on?", &asked)) return;
+    throw Failure(kExitNotWritten,
+                  asked ? "nothing was written" : what + "; that needs --yes. Nothing was written");
+}
+
+// Writes one after the other; the first that fails ends it and is told apart from
+// those that were written.
+void write(Context& context, const std::vector<Planned>& changes, Result* result) {
+    Progress progress("importing", changes.size());
+    size_t done = 0;
+    for (const Planned& change : changes) {
+        const Item& item = change.item;
+        const Client& client = context.target().client();
+        const u32 status = with_mounted(client, item.inst, [&] {
+            return client.set_block({item.inst, item.type}, item.base, item.num);
+        });
+        if (status != MAC_OK) {
+            throw Failure(kExitNotWritten,
+                          fmt::format("{}: {}; {} of {} blocks were written before it",
+                                      pool_name(item.inst, item.type), describe_status(status),
+                                      done, changes.size()),
+                          status);
+        }
+        result->text += planned_text(change, "");
+        progress.step(++done);
+    }
+}
+
+}  // namespace
+
+Result export_blocks(Context& context) {
+    Json json = {{"format", kFormatName}, {"version", kFormatVersion}, {"blocks", Json::array()}};
+    Result result;
+    for (const PoolReport& pool : context.target().inspect(context.options.filter())) {
+        const Record* const winner = pool.winner();
+        if (winner == nullptr || pool.status != MAC_OK) {
+            fmt::print(stderr, "macctl: warning: {} has no good block and is left out\n",
+                       pool_name(pool.inst, pool.type));
+            result.exit = kExitLost;
+            continue;
+        }
+        Json block = {{"instance", fmt::format("0x{:x}", pool.inst)}, {"type", pool.type}};
+        block.update(block_json(winner->base, winner->num));
+        json["blocks"].push_back(block);
+    }
+    const std::string text = json.dump(2) + "\n";
+    result.data = json;
+    if (context.options.file.empty() || context.options.file == "-") {
+        result.text = text;
+    } else {
+        replace_file(context.options.file, {text.begin(), text.end()});
+    }
+    return result;
+}
+
+Result import_blocks(Context& context) {
+    const std::vector<Planned> planned = plan(context, read_json(context.options.file));
+    std::vector<Planned> changes;
+    std::copy_if(planned.begin(), planned.end(), std::back_inserter(changes),
+                 [](const Planned& one) { return one.changes(); });
+    Result result;
+    if (context.options.dry_run) {
+        for (const Planned& change : changes)
+            result.text += planned_text(change, "  (not written)");
+    } else {
+        ask(context, changes);
+        write(context, changes, &result);
+    }
+    result.text += fmt::format("{} blocks in the file, {} {}\n", planned.size(), changes.size(),
+                               context.options.dry_run ? "would change" : "written");
+    result.data["blocks"] = planned.size();
+    result.data["changed"] = changes.size();
+    result.data["written"] = !context.options.dry_run;
+    return result;
+}
+
+}  // namespace macctl
