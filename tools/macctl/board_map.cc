@@ -16,7 +16,7 @@ constexpr size_t kCells = 64;
 constexpr char kAreaLetters[] = {'M', 'S', 'E'};
 
 std::string label_of(const Copy& copy) {
-    const std::string type = fmt::format("type {} {}", copy.type, area_name(copy.area));
+    std::string type = fmt::format("type {} {}", copy.type, area_name(copy.area));
     if (copy.inst == MAC_DEFAULT_INSTANCE) return type;
     return fmt::format("instance 0x{:x} {}", copy.inst, type);
 }

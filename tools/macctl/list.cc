@@ -28,7 +28,7 @@ std::vector<std::string> split(const std::string& names) {
 constexpr size_t kInterfaceNameMax = 15;
 
 std::vector<std::string> interface_names(const Context& context, size_t addresses) {
-    const std::vector<std::string> names = split(context.options.interfaces);
+    std::vector<std::string> names = split(context.options.interfaces);
     if (names.empty()) {
         throw Failure(kExitUsage,
                       "--format link wants the interfaces' names: --interfaces lan0,lan1,...");

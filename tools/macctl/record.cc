@@ -24,11 +24,11 @@ constexpr u64 kRouterTag = 0x4d41435245414459;  // "MACREADY"
 constexpr u64 kKolbeTag = 0x474f4f44;           // "GOOD"
 
 constexpr Format kFormats[] = {
-    {"qolt", mac::kDriverFlash, true, true, kQoltTag, 0, 4, 8, true},
-    {"router-crc", mac::kDriverRouterInCrc, true, true, kRouterTag, 4, 8, 12, true},
-    {"router", mac::kDriverRouterNoCrc, false, true, kRouterTag, 4, 8, 12, false},
-    {"kolbe-crc", mac::kDriverKolbeInCrc, true, false, kKolbeTag, 0, 4, 48, false},
-    {"kolbe", mac::kDriverKolbeNoCrc, false, false, 0, 0, 0, 48, false},
+    {"qolt", mac::kDriverFlash, kQoltTag, 0, 4, 8, true, true, true},
+    {"router-crc", mac::kDriverRouterInCrc, kRouterTag, 4, 8, 12, true, true, true},
+    {"router", mac::kDriverRouterNoCrc, kRouterTag, 4, 8, 12, false, true, false},
+    {"kolbe-crc", mac::kDriverKolbeInCrc, kKolbeTag, 0, 4, 48, true, false, false},
+    {"kolbe", mac::kDriverKolbeNoCrc, 0, 0, 0, 48, false, false, false},
 };
 
 const MacDriverOps* operations(const std::string& driver) {

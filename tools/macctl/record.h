@@ -21,12 +21,12 @@ using ConstBytes = std::span<const u8>;
 struct Format {
     const char* name;    // "qolt"
     const char* driver;  // a storage driver that uses it
-    bool checked;        // damage is seen
-    bool counted;        // the record says how many addresses it has
     u64 flag;            // value of its tag, 0 when it has none
     u32 tag_at;
     u32 tag_bytes;
     u32 list_at;     // where the addresses begin
+    bool checked;    // damage is seen
+    bool counted;    // the record says how many addresses it has
     bool crc_check;  // the check value covers the bytes (not the same for all records)
 };
 

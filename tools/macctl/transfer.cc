@@ -34,7 +34,7 @@ struct Item {
 Json read_json(const std::string& file) {
     std::ifstream stream(file);
     if (!stream && file != "-") refuse(file, std::string("cannot be read: ") + strerror(errno));
-    const Json json = Json::parse(file == "-" ? std::cin : stream, nullptr, false);
+    Json json = Json::parse(file == "-" ? std::cin : stream, nullptr, false);
     if (json.is_discarded()) refuse(file, "is no JSON");
     if (!json.is_object() || json.value("format", Json()) != kFormatName) {
         refuse(file, fmt::format("has no \"format\": \"{}\"", kFormatName));
@@ -126,7 +126,7 @@ std::vector<Planned> plan(Context& context, const Json& json) {
         if (pool == reports.end()) refuse(file, where + " is not configured on this board");
         if (!seen.insert({item.inst, item.type}).second) refuse(file, where + " is in it twice");
         const std::string problem = misfit(item, *pool);
-        if (!problem.empty()) refuse(file, where + ": " + problem);
+        if (!problem.empty()) refuse(file, fmt::format("{}: {}", where, problem));
         planned.push_back({item, *pool});
     }
     return planned;
