@@ -8,8 +8,7 @@
 
 #include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_status.h"
-#include "tests/support/encoder.h"
-#include "tests/support/folder.h"
+#include "tests/support/macctl_fixture.h"
 #include "tools/macctl/target.h"
 #include "tools/macctl/text.h"
 
@@ -17,38 +16,7 @@ namespace {
 
 using test::Outcome;
 
-class Macctl : public ::testing::Test {
-protected:
-    Macctl() {
-        folder.write("demo.xml", test_board());
-        folder.write("fw.cfg", folder.path("uboot-env.bin").string() + " 0x0 0x4000\n" +
-                                   folder.path("uboot-env.bin").string() + " 0x10000 0x4000\n");
-    }
-
-    static std::string test_board() {
-        std::ifstream stream(MAC_SOURCE_DIR "/boards/demo.xml");
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-
-    Outcome macctl(const std::string& arguments) const {
-        return test::run(folder, std::string(MACCTL_PROGRAM) + " --board demo.xml " + arguments);
-    }
-    Outcome sh(const std::string& command) const { return test::run(folder, command); }
-
-    void must(const std::string& arguments, const std::string& expected = "") const {
-        const Outcome outcome = macctl(arguments);
-        EXPECT_EQ(outcome.status, 0) << arguments << "\n" << outcome.err;
-        EXPECT_EQ(outcome.out, expected) << arguments;
-    }
-
-    // A change that replaces whatever is there.
-    void change(const std::string& arguments) const {
-        const Outcome outcome = macctl(arguments + " --yes");
-        EXPECT_EQ(outcome.status, 0) << arguments << "\n" << outcome.err;
-    }
-
-    test::Folder folder;
-};
+class Macctl : public test::MacctlTest {};
 
 TEST_F(Macctl, SetAndGet_EveryDriver) {
     for (const int type : {0, 1, 2, 3, 4, 5, 64}) {
@@ -247,7 +215,7 @@ TEST_F(Macctl, BootTools_WriteWhatItReads_AndForeignVariablesStay) {
 }
 
 TEST_F(Macctl, BootTools_SingleCopy) {
-    std::string board = test_board();
+    std::string board = source("boards/demo.xml");
     board.replace(board.find(" redundant=\"1\""), 14, "");
     folder.write("demo.xml", board);
     folder.write("fw.cfg", folder.path("uboot-env.bin").string() + " 0x0 0x4000\n");

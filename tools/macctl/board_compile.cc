@@ -67,13 +67,15 @@ std::vector<u8> compile_board(const host::BoardFile& file) {
 }
 
 void replace_file(const std::filesystem::path& path, const std::vector<u8>& content) {
-    const std::filesystem::path fresh = path.string() + ".new";
+    // A device or a pipe is written to, and never replaced by a file.
+    const bool special = std::filesystem::exists(path) && !std::filesystem::is_regular_file(path);
+    const std::string fresh = special ? path.string() : path.string() + ".new";
     std::ofstream stream(fresh, std::ios::binary);
     stream.write(reinterpret_cast<const char*>(content.data()),
                  static_cast<std::streamsize>(content.size()));
     stream.close();
-    if (!stream) throw std::runtime_error(fmt::format("{}: {}", fresh.string(), strerror(errno)));
-    std::filesystem::rename(fresh, path);
+    if (!stream) throw std::runtime_error(fmt::format("{}: {}", fresh, strerror(errno)));
+    if (!special) std::filesystem::rename(fresh, path);
 }
 
 }  // namespace macctl

@@ -310,7 +310,10 @@ public:
                 throw CLI::ValidationError("help", fmt::format("there is no command \"{}\"", word));
             }
         }
-        return at->help();
+        // Not help(): that is of the command that was parsed, which is this one.
+        const std::string path = path_of(*at);
+        return at->get_formatter()->make_help(at, path.empty() ? "macctl" : "macctl " + path,
+                                              CLI::AppFormatMode::Normal);
     }
 
 private:

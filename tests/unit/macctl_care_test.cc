@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+// macctl status, check and repair: what they say of each kind of damage, what they
+// write (nothing, and what the next access would), and how they end.
+#include "mac_mng/mac_status.h"
+#include "tests/support/macctl_fixture.h"
+#include "tools/macctl/inspect.h"
+
+namespace {
+
+using macctl::CopyReport;
+using macctl::Health;
+using macctl::Next;
+using macctl::PoolReport;
+
+class MacctlCare : public test::MacctlTest {
+protected:
+    // All blocks of the board, so that nothing is lost to begin with.
+    void program_all() const {
+        for (const int type : {0, 1, 2, 3, 4}) {
+            change("set block -t " + std::to_string(type) + " 00:11:22:33:0" +
+                   std::to_string(type) + ":00 4");
+        }
+        change("set block -t 5 00:11:22:33:05:00 8");
+        change("set block -t 64 00:11:22:33:64:00 8");
+        must("mount -i 3");
+        change("set block -i 3 -t 0 02:00:00:00:00:01 4");
+    }
+};
+
+TEST_F(MacctlCare, Status_IsATableAndWritesNothing) {
+    const auto before = macctl("status");
+    EXPECT_EQ(before.status, 0);
+    EXPECT_EQ(sh("ls *.bin 2>/dev/null").out, "") << "looking makes no image";
+    change("set block -t 0 00:11:22:33:44:fe 4");
+    const auto outcome = macctl("status -t 0 -i 0xffffffff");
+    EXPECT_EQ(outcome.out,
+              "INSTANCE    TYPE  BASE               LAST               COUNT  DRIVER         MAIN  "
+              "SPARE\n"
+              "0xffffffff  0     00:11:22:33:44:fe  00:11:22:33:45:01  4      drv_mac_flash  good  "
+              "good\n");
+    EXPECT_EQ(outcome.out.find('\033'), std::string::npos) << "colours are for terminals";
+}
+
+TEST_F(MacctlCare, Check_EachStateIsNamed) {
+    program_all();
+    EXPECT_EQ(macctl("check").status, 0);
+    test::Record record = test::qolt({0x00, 0x11, 0x22, 0x33, 0x00, 0x00}, 4);
+    const std::string found = test::hex(record, 14);
+    record[10] = record[11] = 'X';
+    record.resize(14);
+    const u16 expected = test::crc16(record);
+    poke("manuinfo.bin", 0x4ca, "XX");
+    EXPECT_EQ(macctl("check -i 0xffffffff -t 0").out,
+              "instance 0xffffffff type 0: degraded\n"
+              "  main   flash 45 at 0x4c0: check mismatch (check value: expected 0x" +
+                  test::hex({static_cast<u8>(expected >> 8), static_cast<u8>(expected)}) +
+                  ", found 0x" + found +
+                  ")\n"
+                  "  spare  flash 45 at 0x104c0: good, 00:11:22:33:00:00 count 4\n"
+                  "  the next access rewrites the main copy from the spare\n"
+                  "1 blocks: 0 good, 1 degraded, 0 lost\n");
+    EXPECT_EQ(macctl("check -t 0").status, 4);
+    poke("eeprom-265.bin", 0, "QULT");
+    EXPECT_NE(
+        macctl("check -t 1")
+            .out.find(
+                "  spare  eeprom 265 at 0x0: wrong tag (tag: expected \"QOLT\", found 51 55 4c "
+                "54)\n  the next access rewrites the spare from the main copy\n"),
+        std::string::npos);
+    poke("eeprom-264.bin", 0x400, std::string("\0\0\1\0", 4));
+    EXPECT_NE(macctl("check -t 3")
+                  .out.find("  main   eeprom 264 at 0x400: wrong length (length: "
+                            "the record says 256 bytes, expected at least 14 and "
+                            "at most 200)\n"),
+              std::string::npos);
+    poke("eeprom-264.bin", 0xc04, "??");
+    EXPECT_NE(macctl("check -t 5").out.find("check mismatch (check value of address 0: expected "),
+              std::string::npos);
+    poke("eeprom-264.bin", 0x800, std::string(208, '\xff'));
+    EXPECT_NE(macctl("check -t 4").out.find("erased (all bytes are 0xff)"), std::string::npos);
+    ASSERT_EQ(sh("fw_setenv -c fw.cfg ethaddr_pool").status, 0);
+    EXPECT_NE(macctl("check -t 2")
+                  .out.find("  main   variable ethaddr_pool: erased (the variable is not set)\n"),
+              std::string::npos);
+}
+
+TEST_F(MacctlCare, Check_NeverWrites) {
+    program_all();
+    poke("manuinfo.bin", 0x4ca, "XX");
+    poke("eeprom-265.bin", 0, "QULT");
+    const std::string images = sh("cat *.bin | sha256sum").out;
+    EXPECT_EQ(macctl("check").status, 4);
+    EXPECT_EQ(macctl("status").status, 0);
+    EXPECT_EQ(macctl("export").status, 0);
+    EXPECT_EQ(macctl("repair --dry-run").status, 0);
+    EXPECT_EQ(sh("cat *.bin | sha256sum").out, images);
+}
+
+TEST_F(MacctlCare, Repair_DoesWhatCheckSays) {
+    program_all();
+    const std::string good = sh("cat manuinfo.bin eeprom*.bin | sha256sum").out;
+    EXPECT_EQ(macctl("repair").out, "nothing to repair\n");
+    poke("manuinfo.bin", 0x4ca, "XX");
+    poke("eeprom-265.bin", 0, "QULT");
+    const auto outcome = macctl("repair");
+    EXPECT_EQ(outcome.status, 6);
+    EXPECT_EQ(
+        outcome.out,
+        "instance 0xffffffff type 0: main copy, flash 45 at 0x4c0, check mismatch: rewritten "
+        "with 00:11:22:33:00:00 count 4\n"
+        "instance 0xffffffff type 1: spare copy, eeprom 265 at 0x0, wrong tag: rewritten with "
+        "00:11:22:33:01:00 count 4\n");
+    EXPECT_EQ(sh("cat manuinfo.bin eeprom*.bin | sha256sum").out, good);
+    EXPECT_EQ(macctl("check").status, 0);
+    EXPECT_EQ(macctl("repair").status, 0);
+}
+
+TEST_F(MacctlCare, Repair_OfAnUnmountedInstance_LeavesItUnmounted) {
+    program_all();
+    must("unmount -i 3");
+    poke("eeprom-9.bin", 0x1a, "XX");
+    EXPECT_EQ(macctl("repair").status, 6);
+    EXPECT_EQ(macctl("check -i 3").status, 0);
+    EXPECT_EQ(macctl("get addr -i 3 -t 0").status, 3) << "not mounted, as before";
+}
+
+TEST_F(MacctlCare, BothCopiesBad_AreReportedAndKept) {
+    program_all();
+    poke("manuinfo.bin", 0x4ca, "XX");
+    poke("manuinfo.bin", 0x104ca, "XX");
+    const std::string damaged = folder.read("manuinfo.bin");
+    const auto check = macctl("check -i 0xffffffff -t 0");
+    EXPECT_EQ(check.status, 5);
+    EXPECT_NE(check.out.find("the next access is refused with MAC_CHECK_MISMATCH; the copies stay "
+                             "as they are until the block is set\n"),
+              std::string::npos);
+    const auto repair = macctl("repair -t 0");
+    EXPECT_EQ(repair.status, 5);
+    EXPECT_EQ(repair.out,
+              "instance 0xffffffff type 0: lost, and no access repairs that: set it again\n");
+    EXPECT_EQ(folder.read("manuinfo.bin"), damaged);
+}
+
+TEST_F(MacctlCare, GoodButDifferent_TheMainCopyWins) {
+    program_all();
+    const std::string main = folder.read("eeprom-264.bin");
+    change("set block -t 1 00:11:22:33:99:00 4");
+    poke("eeprom-264.bin", 0, main.substr(0, 16));
+    const auto check = macctl("check -t 1");
+    EXPECT_EQ(check.status, 4);
+    EXPECT_NE(check.out.find("  spare  eeprom 265 at 0x0: good but different, 00:11:22:33:99:00 "
+                             "count 4\n  the next access rewrites the spare"),
+              std::string::npos);
+    EXPECT_EQ(macctl("repair -t 1").status, 6);
+    must("get addr -t 1", "00:11:22:33:01:00\n");
+}
+
+TEST_F(MacctlCare, UnseenDifference_IsTold) {
+    program_all();
+    const std::string main = folder.read("eeprom-264.bin");
+    change("set block -t 64 00:11:22:33:99:00 8");
+    poke("eeprom-264.bin", 0x1000, main.substr(0x1000, 96));
+    const auto check = macctl("check -t 64");
+    EXPECT_EQ(check.status, 4);
+    EXPECT_NE(check.out.find("note: the check values of this format do not tell the copies apart"),
+              std::string::npos);
+}
+
+TEST_F(MacctlCare, NothingConfigured_IsNotFound) {
+    EXPECT_EQ(macctl("check -t 70").status, 3);
+    EXPECT_EQ(macctl("check -t 70").err, "macctl: no such block is configured\n");
+    EXPECT_EQ(macctl("status -t 70").status, 0) << "an empty table";
+}
+
+TEST_F(MacctlCare, MissingImage_IsUnreadable_AndBackLater) {
+    program_all();
+    ASSERT_EQ(sh("mv eeprom-265.bin away").status, 0);
+    const auto check = macctl("check -t 1");
+    EXPECT_EQ(check.status, 4);
+    EXPECT_NE(check.out.find("eeprom 265 at 0x0: unreadable (the image eeprom-265.bin is not "
+                             "there)\n"),
+              std::string::npos);
+    EXPECT_EQ(sh("ls eeprom-265.bin 2>/dev/null").out, "") << "looking does not make it";
+    ASSERT_EQ(sh("mv away eeprom-265.bin").status, 0);
+    EXPECT_EQ(macctl("check -t 1").status, 0);
+}
+
+// --- the verdict, over all pairs of outcomes ---
+
+CopyReport copy_with(u32 status, u32 check, u8 last = 1) {
+    CopyReport copy;
+    copy.record.status = status;
+    copy.record.state =
+        status == MAC_OK ? macctl::CopyState::kGood : macctl::CopyState::kCheckMismatch;
+    copy.record.check = check;
+    copy.record.base = {2, 0, 0, 0, 0, last};
+    copy.record.num = 4;
+    return copy;
+}
+
+PoolReport judged(std::optional<CopyReport> main, std::optional<CopyReport> spare) {
+    PoolReport report;
+    report.copies[0] = std::move(main);
+    report.copies[1] = std::move(spare);
+    judge(&report);
+    return report;
+}
+
+TEST(Judge, EveryPair_AsTheSystemDecides) {
+    const u32 bad = MAC_CHECK_MISMATCH;
+    const u32 other = MAC_WRONG_TAG;
+    const CopyReport good = copy_with(0, 7);
+    EXPECT_EQ(judged(good, good).next, Next::kNothing);
+    EXPECT_EQ(judged(good, good).health, Health::kGood);
+    EXPECT_EQ(judged(good, copy_with(0, 8, 2)).next, Next::kRewriteSpare);
+    EXPECT_EQ(judged(good, copy_with(bad, 0)).next, Next::kRewriteSpare);
+    EXPECT_EQ(judged(copy_with(bad, 0), good).next, Next::kRewriteMain);
+    EXPECT_EQ(judged(copy_with(bad, 0), good).health, Health::kDegraded);
+    EXPECT_EQ(judged(copy_with(bad, 0), copy_with(bad, 0)).status,
+              static_cast<u32>(MAC_CHECK_MISMATCH));
+    EXPECT_EQ(judged(copy_with(bad, 0), copy_with(other, 0)).status, static_cast<u32>(MAC_FAIL));
+    EXPECT_EQ(judged(copy_with(other, 0), copy_with(bad, 0)).health, Health::kLost);
+    EXPECT_EQ(judged(good, std::nullopt).next, Next::kNothing);
+    EXPECT_EQ(judged(copy_with(bad, 0), std::nullopt).status, static_cast<u32>(MAC_CHECK_MISMATCH));
+    EXPECT_EQ(judged(copy_with(other, 0), std::nullopt).status, static_cast<u32>(MAC_FAIL));
+    EXPECT_EQ(judged(std::nullopt, good).status, static_cast<u32>(MAC_FAULT));
+    EXPECT_EQ(judged(std::nullopt, good).winner(), nullptr);
+}
+
+TEST(Judge, ValuesThatAreNotHandedOut) {
+    CopyReport zero = copy_with(0, 7);
+    zero.record.base = {};
+    const PoolReport report = judged(zero, zero);
+    EXPECT_EQ(report.status, static_cast<u32>(MAC_INVALID_VALUE));
+    EXPECT_EQ(report.health, Health::kLost);
+    EXPECT_EQ(report.note, "the address is all zeros");
+    CopyReport many = copy_with(0, 7);
+    many.record.num = 65535;
+    EXPECT_EQ(judged(many, many).note, "the count 65535 is above 65534");
+}
+
+}  // namespace
