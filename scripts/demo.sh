@@ -12,7 +12,7 @@ source_dir=$(realpath "$(dirname "$0")/..")
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cp "$source_dir/boards/demo.xml" "$scratch/board.xml"
-cd "$scratch"
+cd "$scratch" || exit 1
 cat >fw_env.config <<CONFIG
 $scratch/uboot-env.bin 0x0     0x4000
 $scratch/uboot-env.bin 0x10000 0x4000

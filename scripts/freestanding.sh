@@ -15,6 +15,7 @@ flags="-std=gnu++20 -O2 -ffreestanding -fno-exceptions -fno-rtti -nostdlib -fno-
 # Every function that a platform header declares.
 declared=$(sed -e 's:/\*.*\*/::' -e '/^\/\*/,/\*\//d' platform/*.h |
 	grep -oE '\b[a-z][a-z0-9_]+\(' | tr -d '(' | sort -u)
+# shellcheck disable=SC2086 # several words
 allowed=$(printf '%s\n' $declared memcpy memmove memset memcmp | sort -u)
 
 failures=0
@@ -40,11 +41,11 @@ check() {
 	local undefined
 	undefined=$("${tools}nm" -u "$out/system.o" | awk '{ print $2 }' | sort -u |
 		comm -23 - <(echo "$allowed"))
-	[ -z "$undefined" ] || complain "$name: undeclared symbols:" $undefined
+	[ -z "$undefined" ] || complain "$name: undeclared symbols: $undefined"
 	local sections
 	sections=$("${tools}objdump" -h "$out/system.o" |
 		grep -oE '\.(init_array|fini_array|ctors|dtors|gcc_except_table)[^ ]*' || true)
-	[ -z "$sections" ] || complain "$name: forbidden sections:" $sections
+	[ -z "$sections" ] || complain "$name: forbidden sections: $sections"
 	local exported
 	exported=$("${tools}nm" --defined-only "$out/system.o" | awk '$2 ~ /[TW]/ { print $3 }' |
 		grep -cE '^drv_mac_(init|deinit|set_addr|get_addr|set_addr_num|get_addr_num|set_num|get_num|patch_func[12])$' || true)

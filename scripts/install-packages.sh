@@ -3,6 +3,7 @@
 # Installs the packages of a purpose (demo, test, kernel, all) that are missing, as root or
 # with sudo. Does nothing, and asks for nothing, when all are there.
 set -eu
+# shellcheck source=scripts/packages.sh
 . "$(dirname "$0")/packages.sh"
 
 case "${1:-}" in
@@ -35,6 +36,7 @@ echo "Installing what is missing:$missing"
 export DEBIAN_FRONTEND=noninteractive
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
+# shellcheck disable=SC2086 # several packages
 if ! { $as_root apt-get update && $as_root apt-get install -y --no-install-recommends $missing; } >"$log" 2>&1; then
 	cat "$log" >&2
 	exit 1

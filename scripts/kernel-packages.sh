@@ -2,6 +2,7 @@
 # Debian's kernels, their headers and a guest's programs, unpacked under
 # ~/.cache/mac_mng without touching the machine's package database. Sourced by
 # bash scripts, after "set -eu".
+# shellcheck shell=bash
 
 CACHE=${XDG_CACHE_HOME:-$HOME/.cache}/mac_mng
 
@@ -57,7 +58,7 @@ newest() { private_apt apt-cache -t "$2" depends "$1" | sed -n 's/.*Depends: \(l
 
 # fetch_kernel ARCH SERIES: the kernel and its headers in $CACHE/kernel-ARCH-SERIES.
 fetch_kernel() {
-	local arch=$1 series=$2 folder=$CACHE/kernel-$1-$2 release image headers abi compiler=
+	local arch=$1 series=$2 folder=$CACHE/kernel-$1-$2 release image headers abi
 	[ ! -e "$folder/boot" ] || return 0
 	update_lists || return 1
 	release=$(release_of "$series")

@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# The direction of includes, and clang-tidy over the system, the platform and the
-# tools; any finding fails.
+# The direction of includes, clang-tidy over the system, the platform and the tools,
+# and the shell scripts, those that macctl makes among them; any finding fails.
 set -eu
 cd "$(dirname "$0")/.."
 python3 scripts/check_includes.py
@@ -10,4 +10,9 @@ cmake -S . -B build/lint -DCMAKE_CXX_COMPILER=clang++ -DMAC_TESTS=OFF >build/lin
 find base config storage core service control platform tools -name '*.cc' -not -path 'platform/linux/*' |
 	sort | xargs -P "$(nproc)" -n 4 clang-tidy -p build/lint --quiet --warnings-as-errors='*' 2>build/lint.err >build/lint.out ||
 	{ cat build/lint.out >&2; grep -v 'warnings generated' build/lint.err >&2; exit 1; }
+shellcheck -x scripts/*.sh .ci/run tests/kernel/*.sh
+scripts/build.sh
+shellcheck -s bash build/release/made/macctl
+zsh -n build/release/made/_macctl
+fish -n build/release/made/macctl.fish
 echo "lint: no findings"

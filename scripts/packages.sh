@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 # The Debian packages of each purpose. Sourced.
+# shellcheck shell=sh disable=SC2034 # by others
 
 # Building macctl and running the demo.
 PACKAGES_DEMO="g++ cmake make libpugixml-dev libcli11-dev nlohmann-json3-dev libfmt-dev libfdt-dev libmtd-dev libubootenv-tool"
@@ -9,10 +10,13 @@ PACKAGES_KERNEL="$PACKAGES_DEMO qemu-system-arm qemu-system-x86 cpio kmod xz-uti
 	g++-aarch64-linux-gnu libc6-dev-arm64-cross gcc-arm-linux-gnueabihf libc6-dev-armhf-cross
 	g++-x86-64-linux-gnu gcc-i686-linux-gnu libc6-dev-i386-cross"
 # Native there.
-[ "$(dpkg --print-architecture)" != amd64 ] || PACKAGES_KERNEL=$(echo $PACKAGES_KERNEL | sed 's/g++-x86-64-linux-gnu//')
+case $(dpkg --print-architecture) in
+amd64) PACKAGES_KERNEL=$(echo "$PACKAGES_KERNEL" | sed 's/g++-x86-64-linux-gnu//') ;;
+esac
 
 # Building and passing the tests, the arm64 kernel's among them.
-PACKAGES_TEST="$PACKAGES_KERNEL clang libclang-rt-14-dev libgtest-dev librapidcheck-dev"
+PACKAGES_TEST="$PACKAGES_KERNEL clang libclang-rt-14-dev libgtest-dev librapidcheck-dev
+	python3 python3-jsonschema tmux man-db"
 
 # Everything that continuous integration runs.
-PACKAGES_ALL="$PACKAGES_TEST gcovr clang-tidy python3"
+PACKAGES_ALL="$PACKAGES_TEST gcovr clang-tidy shellcheck zsh fish"

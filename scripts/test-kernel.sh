@@ -60,9 +60,9 @@ build_modules() {
 }
 
 build_programs() {
-	local warnings='-Wall -Wextra -Wno-sign-compare'
-	${cross}gcc -O2 $warnings -static -Iinclude tests/kernel/guest/*.c -o "$build/guest"
-	${cross32}gcc -O2 $warnings -static -Iinclude tests/kernel/guest/*.c -o "$build/guest32"
+	local warnings=(-Wall -Wextra -Wno-sign-compare)
+	${cross}gcc -O2 "${warnings[@]}" -static -Iinclude tests/kernel/guest/*.c -o "$build/guest"
+	${cross32}gcc -O2 "${warnings[@]}" -static -Iinclude tests/kernel/guest/*.c -o "$build/guest32"
 	[ "$macctl" != build/release/macctl ] || return 0
 	cmake -S . -B "build/macctl-$arch" -DCMAKE_BUILD_TYPE=Release -DMAC_TESTS=OFF \
 		-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_CXX_COMPILER="${cross}g++" \

@@ -58,7 +58,7 @@ TEST_F(MacctlCare, Check_EachStateIsNamed) {
                   ")\n"
                   "  spare  flash 45 at 0x104c0: good, 00:11:22:33:00:00 count 4\n"
                   "  the next access rewrites the main copy from the spare\n"
-                  "1 blocks: 0 good, 1 degraded, 0 lost\n");
+                  "1 block: 0 good, 1 degraded, 0 lost\n");
     EXPECT_EQ(macctl("check -t 0").status, 4);
     poke("eeprom-265.bin", 0, "QULT");
     EXPECT_NE(

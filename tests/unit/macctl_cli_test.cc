@@ -179,6 +179,12 @@ TEST_F(MacctlCli, Manual_NamesEveryCommandAndIsClean) {
     }
 }
 
+TEST_F(MacctlCli, Tutorial_IsWhatHappens) {
+    const Outcome outcome =
+        sh(std::string("python3 " MAC_SOURCE_DIR "/tests/tutorial.py ") + MACCTL_PROGRAM);
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+}
+
 TEST_F(MacctlCli, Log_Follow_PrintsLinesAsTheyCome) {
     const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
     const Outcome outcome =

@@ -136,7 +136,7 @@ TEST_F(MacctlTransfer, Import_ReplacesOnlyWhenTold) {
     const Outcome refused = macctl("import b.json");
     EXPECT_EQ(refused.status, 7);
     EXPECT_EQ(refused.err,
-              "macctl: 1 good blocks would be replaced; that needs --yes. Nothing was written\n");
+              "macctl: 1 good block would be replaced; that needs --yes. Nothing was written\n");
     EXPECT_EQ(macctl("get addr -t 1").status, 2) << "nothing was written";
     must("import b.json --dry-run",
          "instance 0xffffffff type 0: 00:11:22:33:00:00 count 16 -> 02:00:00:00:00:01 count 16  "

@@ -150,7 +150,7 @@ private:
             }
         } else if (range_of(first).overlaps(range_of(second))) {
             add(Severity::kError, "overlap", second.line,
-                fmt::format("{} at {} takes bytes 0x{:x} to 0x{:x}, which overlap {} (line {}) at "
+                fmt::format("{}, {}, takes bytes 0x{:x} to 0x{:x}, which overlap {} (line {}) at "
                             "0x{:x} to 0x{:x}",
                             pool_words(second), second.place(), range_of(second).start,
                             range_of(second).end - 1, pool_words(first), first.line,

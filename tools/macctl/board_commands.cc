@@ -99,8 +99,9 @@ Result board_check(Context& context) {
     }
     const size_t errors = count(findings, Severity::kError);
     const size_t warnings = count(findings, Severity::kWarning);
-    result.text += fmt::format("{}: {} errors, {} warnings, {} notes\n", context.board(), errors,
-                               warnings, count(findings, Severity::kNote));
+    result.text += fmt::format("{}: {}, {}, {}\n", context.board(), counted(errors, "error"),
+                               counted(warnings, "warning"),
+                               counted(count(findings, Severity::kNote), "note"));
     if (errors != 0 || (context.options.strict && warnings != 0)) result.exit = kExitRefused;
     return result;
 }

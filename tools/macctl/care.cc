@@ -174,7 +174,7 @@ Result check(Context& context) {
     const Json summary = summary_json(reports);
     result.data["summary"] = summary;
     result.text +=
-        fmt::format("{} blocks: {} good, {} degraded, {} lost\n", reports.size(),
+        fmt::format("{}: {} good, {} degraded, {} lost\n", counted(reports.size(), "block"),
                     summary["good"].dump(), summary["degraded"].dump(), summary["lost"].dump());
     if (summary["degraded"] != 0) result.exit = kExitDegraded;
     if (summary["lost"] != 0) result.exit = kExitLost;

@@ -33,7 +33,7 @@ std::string options_of(const CLI::App& app) {
     return words;
 }
 
-// bash, and zsh through its own emulation of it.
+// bash, and zsh through its own emulation of it: nothing that only one of them has.
 std::string bash_script(const CLI::App& app) {
     std::string table;
     walk(app, [&table](const CLI::App& at) {
@@ -42,15 +42,19 @@ std::string bash_script(const CLI::App& app) {
     });
     return "# Completion of macctl; made by \"macctl completion\".\n"
            "_macctl() {\n"
-           "    local current=${COMP_WORDS[COMP_CWORD]} path= words= word\n"
+           "    local current=${COMP_WORDS[COMP_CWORD]} path words word\n"
            "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
            "        case \" $(_macctl_commands \"$path\") \" in\n"
            "        *\" $word \"*) path=\"${path:+$path }$word\" ;;\n"
            "        esac\n"
            "    done\n"
            "    words=$(_macctl_words \"$path\")\n"
-           "    COMPREPLY=($(compgen -W \"$words\" -- \"$current\"))\n"
-           "    [ ${#COMPREPLY[@]} -ne 0 ] || COMPREPLY=($(compgen -f -- \"$current\"))\n"
+           "    COMPREPLY=()\n"
+           "    while IFS= read -r word; do COMPREPLY+=(\"$word\"); done \\\n"
+           "        < <(compgen -W \"$words\" -- \"$current\")\n"
+           "    [ ${#COMPREPLY[@]} -ne 0 ] || while IFS= read -r word; do COMPREPLY+=(\"$word\"); "
+           "done \\\n"
+           "        < <(compgen -f -- \"$current\")\n"
            "}\n"
            "_macctl_words() {\n"
            "    local words=\n"

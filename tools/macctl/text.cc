@@ -85,6 +85,10 @@ std::string describe_status(u32 status) {
                        row == nullptr ? "a code that this tool does not know" : row->sentence);
 }
 
+std::string counted(size_t number, const std::string& noun) {
+    return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
 std::string printable_log(const std::string& text) {
     std::string result = text;
     for (size_t at = 0; (at = result.find(kGbkColon, at)) != std::string::npos;) {

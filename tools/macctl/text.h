@@ -26,6 +26,9 @@ std::string describe_status(u32 status);
 // Its name alone, "UNKNOWN" for a code that this tool does not know.
 std::string status_name(u32 status);
 
+// "1 block", "2 blocks".
+std::string counted(size_t number, const std::string& noun);
+
 // A log line for a UTF-8 terminal: the two-byte colon becomes its character.
 std::string printable_log(const std::string& text);
 

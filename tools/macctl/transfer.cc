@@ -143,7 +143,8 @@ void ask(const Context& context, const std::vector<Planned>& changes) {
     const auto replaced = std::count_if(changes.begin(), changes.end(),
                                         [](const Planned& one) { return one.replaces(); });
     if (replaced == 0 || context.options.yes) return;
-    const std::string what = fmt::format("{} good blocks would be replaced", replaced);
+    const std::string what =
+        fmt::format("{} would be replaced", counted(static_cast<size_t>(replaced), "good block"));
     bool asked = false;
     if (confirm(what + ". Go on?", &asked)) return;
     throw Failure(kExitNotWritten,
@@ -213,8 +214,9 @@ Result import_blocks(Context& context) {
         ask(context, changes);
         write(context, changes, &result);
     }
-    result.text += fmt::format("{} blocks in the file, {} {}\n", planned.size(), changes.size(),
-                               context.options.dry_run ? "would change" : "written");
+    result.text +=
+        fmt::format("{} in the file, {} {}\n", counted(planned.size(), "block"), changes.size(),
+                    context.options.dry_run ? "would change" : "written");
     result.data["blocks"] = planned.size();
     result.data["changed"] = changes.size();
     result.data["written"] = !context.options.dry_run;
