@@ -33,43 +33,57 @@ std::string options_of(const CLI::App& app) {
     return words;
 }
 
-// bash, and zsh through its own emulation of it: nothing that only one of them has.
-std::string bash_script(const CLI::App& app) {
+// The functions that both shells share: the words below a command, and those of them
+// that are commands.
+std::string word_functions(const CLI::App& app) {
     std::string table;
     walk(app, [&table](const CLI::App& at) {
-        table += fmt::format("        \"{}\") words=\"{}{}\" ;;\n", path_of(at), commands_of(at),
-                             options_of(at));
+        table += fmt::format("        \"{}\") words_below=\"{}{}\" ;;\n", path_of(at),
+                             commands_of(at), options_of(at));
     });
-    return "# Completion of macctl; made by \"macctl completion\".\n"
-           "_macctl() {\n"
-           "    local current=${COMP_WORDS[COMP_CWORD]} path words word\n"
-           "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
-           "        case \" $(_macctl_commands \"$path\") \" in\n"
-           "        *\" $word \"*) path=\"${path:+$path }$word\" ;;\n"
-           "        esac\n"
-           "    done\n"
-           "    words=$(_macctl_words \"$path\")\n"
-           "    COMPREPLY=()\n"
-           "    while IFS= read -r word; do COMPREPLY+=(\"$word\"); done \\\n"
-           "        < <(compgen -W \"$words\" -- \"$current\")\n"
-           "    [ ${#COMPREPLY[@]} -ne 0 ] || while IFS= read -r word; do COMPREPLY+=(\"$word\"); "
-           "done \\\n"
-           "        < <(compgen -f -- \"$current\")\n"
-           "}\n"
-           "_macctl_words() {\n"
-           "    local words=\n"
+    return "_macctl_words() {\n"
+           "    local words_below=\n"
            "    case $1 in\n" +
            table +
            "    esac\n"
-           "    echo \"$words\"\n"
+           "    echo \"$words_below\"\n"
            "}\n"
            "_macctl_commands() {\n"
-           "    local word\n"
-           "    for word in $(_macctl_words \"$1\"); do\n"
-           "        case $word in -*) ;; *) echo -n \"$word \" ;; esac\n"
+           "    _macctl_words \"$1\" | tr ' ' '\\n' | grep -v '^-' | tr '\\n' ' '\n"
+           "}\n";
+}
+
+std::string bash_script(const CLI::App& app) {
+    return "# Completion of macctl; made by \"macctl completion\".\n" + word_functions(app) +
+           "_macctl() {\n"
+           "    local current=${COMP_WORDS[COMP_CWORD]} below='' word\n"
+           "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
+           "        case \" $(_macctl_commands \"$below\") \" in\n"
+           "        *\" $word \"*) below=\"${below:+$below }$word\" ;;\n"
+           "        esac\n"
            "    done\n"
+           "    mapfile -t COMPREPLY < <(compgen -W \"$(_macctl_words \"$below\")\" -- "
+           "\"$current\")\n"
+           "    [ ${#COMPREPLY[@]} -ne 0 ] || mapfile -t COMPREPLY < <(compgen -f -- "
+           "\"$current\")\n"
            "}\n"
            "complete -F _macctl macctl\n";
+}
+
+std::string zsh_script(const CLI::App& app) {
+    return "#compdef macctl\n# Completion of macctl; made by \"macctl completion\".\n" +
+           word_functions(app) +
+           "_macctl() {\n"
+           "    local below='' word\n"
+           "    for word in ${words[2,CURRENT-1]}; do\n"
+           "        case \" $(_macctl_commands \"$below\") \" in\n"
+           "        *\" $word \"*) below=\"${below:+$below }$word\" ;;\n"
+           "        esac\n"
+           "    done\n"
+           "    compadd -- ${=$(_macctl_words \"$below\")} && return\n"
+           "    _files\n"
+           "}\n"
+           "compdef _macctl macctl\n";
 }
 
 std::string fish_quote(const std::string& text) {
@@ -125,9 +139,7 @@ std::string fish_script(const CLI::App& app) {
 std::string completion_script(const CLI::App& app, const std::string& shell) {
     if (shell == "fish") return fish_script(app);
     if (shell == "bash") return bash_script(app);
-    if (shell == "zsh") {
-        return "#compdef macctl\nautoload -U +X bashcompinit && bashcompinit\n" + bash_script(app);
-    }
+    if (shell == "zsh") return zsh_script(app);
     return "";
 }
 
