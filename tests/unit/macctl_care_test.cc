@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // macctl status, check and repair: what they say of each kind of damage, what they
 // write (nothing, and what the next access would), and how they end.
+#include <random>
+
 #include "mac_mng/mac_status.h"
 #include "tests/support/macctl_fixture.h"
 #include "tools/macctl/inspect.h"
@@ -183,6 +185,64 @@ TEST_F(MacctlCare, MissingImage_IsUnreadable_AndBackLater) {
     EXPECT_EQ(sh("ls eeprom-265.bin 2>/dev/null").out, "") << "looking does not make it";
     ASSERT_EQ(sh("mv away eeprom-265.bin").status, 0);
     EXPECT_EQ(macctl("check -t 1").status, 0);
+}
+
+// What "check" says of the next access is what the system then does.
+TEST_F(MacctlCare, Check_ForetellsTheNextAccess) {
+    struct Place {
+        const char* type;
+        const char* image[2];
+        size_t offset[2];
+        size_t bytes;
+    };
+    const Place places[] = {
+        {"0", {"manuinfo.bin", "manuinfo.bin"}, {0x4c0, 0x104c0}, 16},
+        {"1", {"eeprom-264.bin", "eeprom-265.bin"}, {0, 0}, 16},
+        {"3", {"eeprom-264.bin", "eeprom-265.bin"}, {0x400, 0x400}, 40},
+        {"4", {"eeprom-264.bin", "eeprom-265.bin"}, {0x800, 0x800}, 40},
+        {"5", {"eeprom-264.bin", "eeprom-265.bin"}, {0xc00, 0xc00}, 96},
+        {"64", {"eeprom-264.bin", "eeprom-265.bin"}, {0x1000, 0x1000}, 96},
+    };
+    program_all();
+    std::mt19937 random(4711);
+    const auto pick = [&random](size_t below) { return random() % below; };
+    for (int round = 0; round < 60; ++round) {
+        const Place& place = places[pick(std::size(places))];
+        for (int area = 0; area < 2; ++area) {
+            const std::string image = folder.read(place.image[area]);
+            std::string record = image.substr(place.offset[area], place.bytes);
+            const size_t kind = pick(4);
+            if (kind == 1) record.assign(place.bytes, '\xff');
+            if (kind == 2) record[pick(place.bytes)] ^= static_cast<char>(1 << pick(8));
+            if (kind == 3) record.replace(0, 4, "ABCD");
+            poke(place.image[area], place.offset[area], record);
+        }
+        const std::string which = std::string(" -i 0xffffffff -t ") + place.type;
+        const std::string said =
+            json("check" + which)["result"]["blocks"][0]["next"].get<std::string>();
+        const auto copy = [&](int area) {
+            return folder.read(place.image[area]).substr(place.offset[area], place.bytes);
+        };
+        const std::string before[2] = {copy(0), copy(1)};
+        const auto get = json("get addr" + which);
+        const bool refused = said.rfind("is refused with ", 0) == 0;
+        EXPECT_EQ(get.contains("error"), refused) << said;
+        if (refused) {
+            const std::string name = said.substr(16, said.find_first_of(";:", 16) - 16);
+            EXPECT_EQ(get["error"]["name"], name) << said;
+        }
+        if (said != "rewrites the main copy from the spare") {
+            EXPECT_EQ(copy(0), before[0]) << said << " type " << place.type;
+        }
+        if (said == "nothing to repair" || said.find("stay as they are") != std::string::npos) {
+            EXPECT_EQ(copy(1), before[1]) << said << " type " << place.type;
+        }
+        if (said.rfind("rewrites", 0) == 0) {
+            EXPECT_EQ(macctl("check" + which).status, 0) << said << " type " << place.type;
+        }
+        change(std::string("set block -t ") + place.type + " 00:11:22:33:0" + place.type[0] +
+               ":00 " + (place.bytes == 96 ? "8" : "4"));
+    }
 }
 
 // --- the verdict, over all pairs of outcomes ---
