@@ -3,7 +3,7 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help test-kernel test-kernels packages-kernel modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help scenarios replay test-kernel test-kernels packages-kernel modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
@@ -14,6 +14,7 @@ help:
 	@echo "make modules       the kernel modules, KDIR=... for a kernel tree other than the running one's"
 	@echo "make test-kernel   both modules on Debian's arm64 kernel under QEMU, tests in the guest"
 	@echo "make test-kernels  the same on Debian's other kernels: 5.10 to 6.12, arm64 and amd64"
+	@echo "make scenarios     power cuts, two in a row, and failing media; make replay ID=... for one"
 	@echo "make freestanding  gate: the system's objects as a kernel module needs them"
 	@echo "make coverage      line and branch coverage of the system"
 	@echo "make lint          direction of includes, clang-tidy"
@@ -64,6 +65,12 @@ test-kernel: packages-kernel
 test-kernels:
 	@$(MAKE) --no-print-directory test-kernel KERNELS="arm64:6.12:test arm64:5.10:test \
 		amd64:6.1:test amd64:6.1:stock amd64:6.12:test amd64:6.12:stock amd64:5.10:test"
+
+# Power cuts and failing media in full; one run again by its id.
+scenarios: packages-test
+	@scripts/scenarios.sh
+replay: packages-test
+	@scripts/scenarios.sh --replay "$(ID)"
 
 freestanding: packages-all
 	@scripts/freestanding.sh

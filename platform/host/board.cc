@@ -29,9 +29,13 @@ Board* attached_board() { return current_board; }
 // second makes the missing ones.
 class Board::Opener {
 public:
-    Opener(const BoardFile& file, bool in_memory, Access access,
+    Opener(const BoardFile& file, bool in_memory, Access access, StoreWrapper wrap,
            std::map<std::string, MemoryStore*>* memory)
-        : file_(file), in_memory_(in_memory), access_(access), memory_(memory) {}
+        : file_(file),
+          in_memory_(in_memory),
+          access_(access),
+          wrap_(std::move(wrap)),
+          memory_(memory) {}
 
     void check(const std::string& image, unsigned line, u64 size, bool at_least) {
         const std::filesystem::path path = file_.resolve(image);
@@ -90,6 +94,7 @@ public:
         if (in_memory_) {
             auto memory = std::make_unique<MemoryStore>(bytes);
             (*memory_)[image] = memory.get();
+            if (wrap_) return wrap_(std::move(memory));
             return memory;
         }
         const std::filesystem::path path = file_.resolve(image);
@@ -144,6 +149,7 @@ private:
     const BoardFile& file_;
     bool in_memory_;
     Access access_;
+    StoreWrapper wrap_;
     std::map<std::string, MemoryStore*>* memory_;
     std::set<std::string> images_;
     bool nor_flags_ = false;
@@ -157,17 +163,18 @@ Medium* Board::find(const Media& media, u32 chip) {
 }
 
 std::unique_ptr<Board> Board::open(BoardFile file, Access access) {
-    return make(std::move(file), false, access);
+    return make(std::move(file), false, access, {});
 }
 
-std::unique_ptr<Board> Board::in_memory(BoardFile file) {
-    return make(std::move(file), true, Access::kReadWrite);
+std::unique_ptr<Board> Board::in_memory(BoardFile file, StoreWrapper wrap) {
+    return make(std::move(file), true, Access::kReadWrite, std::move(wrap));
 }
 
-std::unique_ptr<Board> Board::make(BoardFile file, bool in_memory, Access access) {
+std::unique_ptr<Board> Board::make(BoardFile file, bool in_memory, Access access,
+                                   StoreWrapper wrap) {
     std::unique_ptr<Board> board(new Board(std::move(file)));
     const BoardFile& from = board->file_;
-    Opener opener(from, in_memory, access, &board->memory_);
+    Opener opener(from, in_memory, access, std::move(wrap), &board->memory_);
     for (const FlashSpec& flash : from.flashes()) {
         opener.check(flash.image, flash.line, flash.size, false);
     }

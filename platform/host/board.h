@@ -3,6 +3,7 @@
 #ifndef PLATFORM_HOST_BOARD_H
 #define PLATFORM_HOST_BOARD_H
 
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -24,8 +25,10 @@ public:
     // BoardError before any of them is changed.
     static std::unique_ptr<Board> open(BoardFile file, Access access = Access::kReadWrite);
 
-    // The same over images in memory.
-    static std::unique_ptr<Board> in_memory(BoardFile file);
+    // The same over images in memory. Each goes through `wrap`, where one is given:
+    // that is where tests cut the power.
+    using StoreWrapper = std::function<std::unique_ptr<Store>(std::unique_ptr<Store>)>;
+    static std::unique_ptr<Board> in_memory(BoardFile file, StoreWrapper wrap = {});
 
     const BoardFile& file() const { return file_; }
     const platform::Crc16& crc16() const { return crc16_; }
@@ -46,7 +49,8 @@ private:
     using Media = std::map<u32, std::unique_ptr<Medium>>;
 
     explicit Board(BoardFile file);
-    static std::unique_ptr<Board> make(BoardFile file, bool in_memory, Access access);
+    static std::unique_ptr<Board> make(BoardFile file, bool in_memory, Access access,
+                                       StoreWrapper wrap);
     void open_env(const EnvSpec& spec, Opener& opener);
     static Medium* find(const Media& media, u32 chip);
 

@@ -49,7 +49,10 @@ u32 Environment::load(Loaded* loaded) {
                                          {platform::EnvState::kDamaged, 0}};
     for (u32 i = 0; i < copies(); ++i) {
         images[i].resize(size);
-        const u32 result = medium_->read(geometry_.offset[i], images[i]);
+        // A read that fails once is tried again: a count that cannot be read would pass
+        // for one that is not there, and that means 16 addresses.
+        u32 result = medium_->read(geometry_.offset[i], images[i]);
+        if (result != 0) result = medium_->read(geometry_.offset[i], images[i]);
         if (result != 0) return result;
         copies_found[i] = platform::env_inspect(images[i].data(), size, geometry_.flags);
     }

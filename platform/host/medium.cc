@@ -29,8 +29,10 @@ u32 Medium::verify(u32 offset, ConstBytes bytes) {
                                                                   : SERVICE_VERIFY_FAILED;
 }
 
+// The last block of an image need not be whole.
 bool EmulatedNor::erase(u32 block) {
-    return store_->write(block * erase_size_, std::vector<u8>(erase_size_, 0xff));
+    const u32 start = block * erase_size_;
+    return store_->write(start, std::vector<u8>(std::min(erase_size_, size() - start), 0xff));
 }
 
 bool EmulatedNor::program(u32 offset, ConstBytes bytes) {
@@ -72,7 +74,7 @@ u32 FlashMedium::write_block(u32 block, u32 from, ConstBytes bytes) {
         const size_t skipped = static_cast<size_t>(new_at - bytes.begin());
         return program(start + from + static_cast<u32>(skipped), bytes.subspan(skipped));
     }
-    std::vector<u8> whole(device_->erase_size());
+    std::vector<u8> whole(std::min(device_->erase_size(), size() - start));
     result = do_read(start, whole);
     if (result != 0) return result;
     std::copy(bytes.begin(), bytes.end(), whole.begin() + from);

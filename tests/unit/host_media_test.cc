@@ -64,6 +64,14 @@ TEST(HostFlash, Write_SettingBits_ErasesAndKeepsForeignBytes) {
     }
 }
 
+TEST(HostFlash, LastBlock_NeedNotBeWhole) {
+    Nor nor = make_nor(40, 16);
+    EXPECT_EQ(nor.medium.write(34, Record{0, 0, 0, 0, 0, 0}), 0u);
+    EXPECT_EQ(nor.medium.write(36, Record{7, 8}), 0u) << "erases the eight bytes that are there";
+    EXPECT_EQ(test::hex(nor.store->bytes(), 32), "ffff000007080000");
+    EXPECT_EQ(nor.medium.traffic().erases, 1u);
+}
+
 TEST(HostFlash, Bounds) {
     Nor nor = make_nor(64, 16);
     Record buf(16);

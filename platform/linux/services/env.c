@@ -73,6 +73,19 @@ static void drop(struct env_image *image)
 	memset(image, 0, sizeof(*image));
 }
 
+/*
+ * A read that fails once is tried again: a count that cannot be read would pass for
+ * one that is not there, and that means 16 addresses.
+ */
+static u32 read_copy(const struct env_place *place, u32 copy, u8 *bytes)
+{
+	u32 result = flash_read(place->partition, place->offset[copy], bytes, place->size);
+
+	if (result)
+		result = flash_read(place->partition, place->offset[copy], bytes, place->size);
+	return result;
+}
+
 /* Reads the copies and keeps the current one in @image. */
 static u32 load(struct env_image *image)
 {
@@ -88,9 +101,7 @@ static u32 load(struct env_image *image)
 	copies = place->flags == COMMON_ENV_SINGLE ? 1 : 2;
 	for (i = 0; i < copies && !result; i++) {
 		bytes[i] = vmalloc(place->size);
-		result = bytes[i] ? flash_read(place->partition, place->offset[i], bytes[i],
-					       place->size) :
-				    SERVICE_NO_MEMORY;
+		result = bytes[i] ? read_copy(place, i, bytes[i]) : SERVICE_NO_MEMORY;
 		if (!result)
 			found[i] = common_env_inspect(bytes[i], place->size, place->flags);
 	}

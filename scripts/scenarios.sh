@@ -1,0 +1,39 @@
+#!/bin/sh
+# SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+# Every power cut and every second one in the repair that follows, and every failing
+# step; with "--replay ID" one run, step by step. Holds the table of outcomes in
+# docs/reliability.md against the run ("--write" brings it up to date).
+set -eu
+cd "$(dirname "$0")/.."
+build=build/scenarios
+mkdir -p build/results
+if ! { cmake -S . -B $build -DCMAKE_BUILD_TYPE=Release &&
+	cmake --build $build -j "$(nproc)" --target scenarios; } >build/scenarios.log 2>&1; then
+	tail -n 40 build/scenarios.log >&2
+	exit 1
+fi
+[ "${1:-}" != --replay ] || exec $build/tests/scenarios --replay "$2"
+
+begin='<!-- outcomes: made by scripts/scenarios.sh -->'
+end='<!-- end of outcomes -->'
+$build/tests/scenarios --table >build/outcomes.md
+awk -v begin="$begin" -v end="$end" '
+	$0 == end { skip = 0 }
+	!skip { print }
+	$0 == begin { print ""; while ((getline line < "build/outcomes.md") > 0) print line; print ""; skip = 1 }
+	' docs/reliability.md >build/reliability.md
+if [ "${1:-}" = --write ]; then
+	cp build/reliability.md docs/reliability.md
+fi
+echo "== scenarios: running"
+status=0
+$build/tests/scenarios --depth 2 >build/scenarios.out || status=$?
+cat build/scenarios.out
+counts=$(sed -n 's/^\([0-9]*\) passed, \([0-9]*\) failed$/\1 \2/p' build/scenarios.out)
+if ! cmp -s build/reliability.md docs/reliability.md; then
+	echo "scenarios: the table in docs/reliability.md is not that of this run" >&2
+	counts="${counts% *} $((${counts#* } + 1))"
+	status=1
+fi
+echo "$counts" >build/results/scenarios
+exit "$status"
