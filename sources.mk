@@ -33,4 +33,5 @@ MAC_COMMON_SOURCES := \
 	platform/common/board_tree.cc \
 	platform/common/bounded.cc \
 	platform/common/crc16.cc \
-	platform/common/env_image.cc
+	platform/common/env_image.cc \
+	platform/common/write_guard.cc

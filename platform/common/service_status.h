@@ -17,6 +17,8 @@
 	  "what was written does not read back: a worn or write-protected medium")           \
 	X(SERVICE_NULL_ARGUMENT, 0x82000005u, "a required argument is null")                 \
 	X(SERVICE_NO_MEMORY, 0x82000006u, "the platform is out of memory")                   \
+	X(SERVICE_WORN_OUT, 0x82000007u,                                                     \
+	  "these bytes took no write 16 times in a row and are refused until the platform is loaded again") \
 	X(SERVICE_NO_ENV, 0x82000011u, "the board has no boot environment")                  \
 	X(SERVICE_ENV_NO_VARIABLE, 0x82000012u, "the boot environment has no such variable") \
 	X(SERVICE_ENV_DAMAGED, 0x82000013u,                                                  \

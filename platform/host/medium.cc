@@ -17,8 +17,14 @@ u32 Medium::read(u32 offset, Bytes bytes) {
 u32 Medium::write(u32 offset, ConstBytes bytes) {
     if (!in_range(offset, bytes.size())) return SERVICE_OUT_OF_RANGE;
     if (bytes.empty()) return 0;
-    const u32 result = do_write(offset, bytes);
-    return result != 0 ? result : verify(offset, bytes);
+    const u32 length = static_cast<u32>(bytes.size());
+    if (write_guard_refuses(&guard_, 0, offset, length) != 0) return SERVICE_WORN_OUT;
+    u32 result = do_write(offset, bytes);
+    if (result == 0) result = verify(offset, bytes);
+    if (result == 0 || result == SERVICE_VERIFY_FAILED) {
+        (void)write_guard_note(&guard_, 0, offset, length, result == 0 ? 1 : 0);
+    }
+    return result;
 }
 
 u32 Medium::verify(u32 offset, ConstBytes bytes) {

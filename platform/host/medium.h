@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/common/write_guard.h"
 #include "platform/host/store.h"
 
 namespace host {
@@ -29,6 +30,7 @@ public:
     virtual ~Medium() = default;
     virtual u32 size() const = 0;
     u32 read(u32 offset, Bytes bytes);
+    // A range that did not take 16 writes in a row is refused from then on.
     u32 write(u32 offset, ConstBytes bytes);
     const Traffic& traffic() const { return traffic_; }
 
@@ -42,6 +44,8 @@ protected:
 private:
     bool in_range(u32 offset, size_t length) const;
     u32 verify(u32 offset, ConstBytes bytes);
+
+    write_guard guard_{};
 };
 
 // A flash device: erasing sets a whole block to 0xff, programming clears bits.

@@ -36,6 +36,7 @@ Exit exit_for(u32 status) {
             return kExitLost;
         case SERVICE_IO_ERROR:
         case SERVICE_VERIFY_FAILED:
+        case SERVICE_WORN_OUT:
         case SERVICE_ENV_FULL:
             return kExitNotWritten;
         default:

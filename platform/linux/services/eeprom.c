@@ -16,6 +16,14 @@
 
 static DEFINE_MUTEX(eeprom_mutex);
 
+/* By chip number. */
+static struct write_guard eeprom_guard;
+
+void eeprom_start(void)
+{
+	guard_start("eeprom", &eeprom_guard);
+}
+
 /* One of the two is set. */
 struct chip {
 	struct nvmem_device *nvmem;
@@ -169,7 +177,11 @@ u32 drv_eeprom_write_data(u32 inst, u32 number, u32 offset, const u8 *buf, u32 l
 	result = SERVICE_NO_MEMORY;
 	if (stored) {
 		mutex_lock(&eeprom_mutex);
-		result = len ? store(&chip, offset, buf, len, stored) : SERVICE_OK;
+		result = SERVICE_WORN_OUT;
+		if (!guard_refuses(&eeprom_guard, number, offset, len)) {
+			result = len ? store(&chip, offset, buf, len, stored) : SERVICE_OK;
+			guard_note(&eeprom_guard, "eeprom", number, offset, len, result);
+		}
 		mutex_unlock(&eeprom_mutex);
 	}
 	kfree(stored);

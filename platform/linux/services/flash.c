@@ -13,6 +13,14 @@
 /* Read-modify-erase-write is one step for everybody. */
 static DEFINE_MUTEX(flash_mutex);
 
+/* By the number of the MTD device. */
+static struct write_guard flash_guard;
+
+void flash_start(void)
+{
+	guard_start("flash", &flash_guard);
+}
+
 static u32 read_bytes(struct mtd_info *mtd, u32 offset, u8 *buf, u32 len)
 {
 	size_t moved = 0;
@@ -142,7 +150,11 @@ u32 flash_write(const char *partition, u32 offset, const u8 *buf, u32 len)
 	if (!mtd)
 		return result;
 	mutex_lock(&flash_mutex);
-	result = write_blocks(mtd, offset, buf, len);
+	result = SERVICE_WORN_OUT;
+	if (!guard_refuses(&flash_guard, mtd->index, offset, len)) {
+		result = write_blocks(mtd, offset, buf, len);
+		guard_note(&flash_guard, "flash", mtd->index, offset, len, result);
+	}
 	mutex_unlock(&flash_mutex);
 	put_mtd_device(mtd);
 	return result;

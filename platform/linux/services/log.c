@@ -190,13 +190,6 @@ void drv_log_record(u32 module, u32 level, u32 reserved, const char *format, ...
 }
 EXPORT_SYMBOL(drv_log_record);
 
-int log_start(void)
-{
-	folder = debugfs_create_dir("mac_platform", NULL);
-	/* Module number 0 has lines before anybody registers. */
-	return add_ring(0, "platform", UNREGISTERED_BYTES);
-}
-
 void log_stop(void)
 {
 	size_t i;
@@ -206,4 +199,21 @@ void log_stop(void)
 		vfree(rings[i].bytes);
 		memset(&rings[i], 0, sizeof(rings[i]));
 	}
+}
+
+struct dentry *services_folder(void)
+{
+	return folder;
+}
+
+int log_start(void)
+{
+	int result;
+
+	folder = debugfs_create_dir("mac_platform", NULL);
+	/* Module number 0 has lines before anybody registers. */
+	result = add_ring(0, "platform", UNREGISTERED_BYTES);
+	if (result)
+		log_stop();
+	return result;
 }

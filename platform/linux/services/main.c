@@ -170,6 +170,8 @@ static int __init services_load(void)
 	result = log_start();
 	if (result)
 		goto no_log;
+	flash_start();
+	eeprom_start();
 	diag_start(&root->kobj);
 	result = register_module_notifier(&module_notifier);
 	if (result)

@@ -9,6 +9,7 @@
 
 #include "platform/common/board_tree.h"
 #include "platform/common/service_status.h"
+#include "platform/common/write_guard.h"
 
 /* The device of the services; kernels with device trees want one for every look-up. */
 struct device *services_device(void);
@@ -24,6 +25,19 @@ u32 board_number(board_node node, const char *attribute, u32 otherwise);
 
 int board_load(struct device *device);
 void board_unload(void);
+
+/*
+ * A guard of a kind of medium, shown in debugfs. Says once when a range is refused from
+ * now on; the caller holds the kind's mutex.
+ */
+bool guard_refuses(const struct write_guard *guard, u32 medium, u32 offset, u32 len);
+void guard_note(struct write_guard *guard, const char *kind, u32 medium, u32 offset, u32 len,
+		u32 result);
+void guard_start(const char *kind, struct write_guard *guard);
+void flash_start(void);
+void eeprom_start(void);
+/* The folder in debugfs. */
+struct dentry *services_folder(void);
 
 int log_start(void);
 void log_stop(void);

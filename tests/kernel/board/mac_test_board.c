@@ -52,6 +52,15 @@ static int nor_read(struct mtd_info *mtd, loff_t from, size_t len, size_t *moved
 	return 0;
 }
 
+/* A byte whose lowest bit nothing can set, plus 1; 0 for none. */
+static u32 nor_stuck;
+
+static void stick(void)
+{
+	if (nor_stuck && nor_stuck <= NOR_BYTES)
+		nor[nor_stuck - 1] &= 0xfe;
+}
+
 /* Programming clears bits and sets none. */
 static int nor_write(struct mtd_info *mtd, loff_t to, size_t len, size_t *moved, const u_char *buf)
 {
@@ -62,6 +71,7 @@ static int nor_write(struct mtd_info *mtd, loff_t to, size_t len, size_t *moved,
 		return -EIO;
 	for (i = 0; outcome == DO && i < len; i++)
 		nor[to + i] &= buf[i];
+	stick();
 	*moved = len;
 	return 0;
 }
@@ -74,6 +84,7 @@ static int nor_erase(struct mtd_info *mtd, struct erase_info *info)
 		return -EIO;
 	if (outcome == DO)
 		memset(nor + info->addr, 0xff, info->len);
+	stick();
 	return 0;
 }
 
@@ -277,6 +288,7 @@ static int __init board_load(void)
 	if (result)
 		goto no_chips;
 	folder = debugfs_create_dir("mac_test_board", NULL);
+	debugfs_create_u32("nor_stuck", 0600, folder, &nor_stuck);
 	publish("nor_read", &nor_read_faults);
 	publish("nor_write", &nor_write_faults);
 	publish("nor_erase", &nor_erase_faults);

@@ -61,6 +61,7 @@ void eight_processes(void);
 
 void damage_and_repair(void);
 void failing_media(void);
+void stuck_bit(void);
 void boot_tools(void);
 void attributes(void);
 

@@ -81,6 +81,10 @@ static void everything(void)
 	eight_processes();
 	load_and_unload();
 	failing_loads();
+	stuck_bit();
+	ok(unload("mac_mng") == 0 && unload("mac_platform") == 0, "unload both");
+	must_load("mac_platform", stock_media ? "board=mac_mng/stock.dtb" : "");
+	must_load("mac_mng", "");
 	ok(run("/guest", "commands", NULL) == 0, "all commands after the reloads");
 	kernel_log();
 	tap_end();

@@ -2,6 +2,7 @@
 /* Damage underneath and its repair, media that fail, the boot loader's tools on the
  * same environment, and the attribute files. */
 #include <fcntl.h>
+#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 
 #define CHIP_264 "/sys/bus/i2c/devices/0-0050/eeprom"
 #define CHIP_265 "/sys/bus/i2c/devices/0-0051/eeprom"
+#define LOG_LEVEL "/sys/module/mac_platform/parameters/log_level"
 #define FAULTS "/sys/kernel/debug/mac_test_board/"
 
 static void plan_fault(const char *file, const char *number)
@@ -83,6 +85,51 @@ void failing_media(void)
 	plan_fault("eeprom_write/drop", "1");
 	expect(fd, "a write-protected EEPROM is seen", MAC_IOCTL_SET_ADDR_NUM, &record, 0x82000004);
 	expect(fd, "and mended", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	close(fd);
+}
+
+static unsigned int fault_count(const char *file)
+{
+	char path[128];
+	char text[16] = "";
+	int fd;
+
+	/* These files have no position: pread() is refused. */
+	snprintf(path, sizeof(path), FAULTS "%s", file);
+	fd = open(path, O_RDONLY);
+	if (read(fd, text, sizeof(text) - 1) <= 0)
+		ok(0, "%s cannot be read", path);
+	close(fd);
+	return (unsigned int)atoi(text);
+}
+
+/* A bit of the main copy that nothing can set, read over and over. */
+void stuck_bit(void)
+{
+	int fd = open(DEVICE, O_RDWR);
+	struct mac_ioctl_address record = address(0, 8, "\x00\x11\x22\x33\x44\x55");
+	unsigned int before;
+	int i;
+
+	if (stock_media) {
+		skip("a stuck bit", "the kernel's own media have no faults");
+		close(fd);
+		return;
+	}
+	expect(fd, "program type 0", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	plan_fault("nor_stuck", "1230"); /* 0x4cd, plus 1: the last byte of the address */
+	poke("/dev/mtd0", 0x4cd, "\x00", 1);
+	/* The module's own lines would push everything else out of the kernel's log. */
+	poke(LOG_LEVEL, 0, "0", 1);
+	before = fault_count("nor_erase/count");
+	for (i = 0; i < 1000; i++)
+		command(fd, MAC_IOCTL_GET_ADDR, &record);
+	ok(fault_count("nor_erase/count") - before == 16, "1000 reads of a stuck bit erase %u times",
+	   fault_count("nor_erase/count") - before);
+	ok(file_has("/sys/kernel/debug/mac_platform/failing_flash_writes", "0x4c0 16 16 refused\n"),
+	   "the range is shown as refused");
+	plan_fault("nor_stuck", "0");
+	poke(LOG_LEVEL, 0, "1", 1);
 	close(fd);
 }
 
