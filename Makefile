@@ -3,7 +3,7 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help scenarios replay test-kernel test-kernels packages-kernel modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help scenarios replay soak mutants test-kernel test-kernels packages-kernel modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
@@ -15,6 +15,8 @@ help:
 	@echo "make test-kernel   both modules on Debian's arm64 kernel under QEMU, tests in the guest"
 	@echo "make test-kernels  the same on Debian's other kernels: 5.10 to 6.12, arm64 and amd64"
 	@echo "make scenarios     power cuts, two in a row, and failing media; make replay ID=... for one"
+	@echo "make soak          macctl killed while it writes, 1000 times"
+	@echo "make mutants       builds with one planted fault each, which have to be caught"
 	@echo "make freestanding  gate: the system's objects as a kernel module needs them"
 	@echo "make coverage      line and branch coverage of the system"
 	@echo "make lint          direction of includes, clang-tidy"
@@ -71,6 +73,15 @@ scenarios: packages-test
 	@scripts/scenarios.sh
 replay: packages-test
 	@scripts/scenarios.sh --replay "$(ID)"
+
+# A SIGKILL at random moments, two processes at once.
+soak: packages-test
+	@scripts/build.sh
+	@python3 tests/soak.py build/release/macctl 1000
+
+# One planted fault in each build: the gates have to catch it.
+mutants: packages-test
+	@scripts/mutants.sh
 
 freestanding: packages-all
 	@scripts/freestanding.sh
