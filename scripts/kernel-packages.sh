@@ -24,7 +24,7 @@ private_apt() {
 	"$command" -o Dir::Etc::SourceList="$CACHE/apt/sources.list" -o Dir::Etc::SourceParts=/dev/null \
 		-o Dir::State::Lists="$CACHE/apt/lists" -o Dir::Cache="$CACHE/apt/cache" \
 		-o APT::Architectures="$(dpkg --print-architecture),arm64,amd64" \
-		-o APT::Sandbox::User=root -o APT::Get::List-Cleanup=0 "$@"
+		-o APT::Sandbox::User=root -o APT::Get::List-Cleanup=0 -o Acquire::Retries=3 "$@"
 }
 
 # One process at a time, and lists once a run.
