@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // macctl board: what it finds in board files, and the picture that it draws.
 #include "tests/support/macctl_fixture.h"
+#include "tools/macctl/board_compile.h"
+#include "tools/macctl/layout.h"
+#include "tools/macctl/live_board.h"
 
 namespace {
 
@@ -149,6 +152,21 @@ TEST_F(MacctlBoard, Check_FileThatCannotBeRead) {
     EXPECT_EQ(found["line"], 3);
     EXPECT_NE(found["text"].get<std::string>().find("not well-formed XML"), std::string::npos);
     EXPECT_EQ(macctl("board check").status, 2);
+}
+
+// What a device's tool reads back is what the kernel was given.
+TEST_F(MacctlBoard, Compiled_AndBack_IsTheSameBoard) {
+    for (const auto& entry : std::filesystem::directory_iterator(MAC_SOURCE_DIR "/boards")) {
+        if (entry.path().extension() != ".xml") continue;
+        const auto blob = ::macctl::compile_board(host::BoardFile::read(entry.path()));
+        const std::string text = ::macctl::decompile_board(blob);
+        folder.write("again.xml", text);
+        const auto again = host::BoardFile::read(folder.path("again.xml"));
+        EXPECT_EQ(::macctl::compile_board(again), blob) << entry.path();
+        EXPECT_EQ(::macctl::read_layout(again).pools.size(),
+                  ::macctl::read_layout(host::BoardFile::read(entry.path())).pools.size());
+    }
+    EXPECT_EQ(::macctl::decompile_board({'n', 'o'}), "");
 }
 
 TEST_F(MacctlBoard, Init_MakesWhatIsMissing) {

@@ -22,6 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kBoardParameter[] = "/sys/module/mac_platform/parameters/board";
+constexpr char kNvmemDevices[] = "/sys/bus/nvmem/devices";
 constexpr char kFirmware[] = "/lib/firmware/";
 // What cannot be opened, so that reading the medium fails and says so.
 constexpr char kAbsent[] = "/dev/mac_mng-absent/";
@@ -65,8 +66,11 @@ std::string mtd_device(const std::string& partition) {
 // appended, or the file in its own folder.
 std::string chip_file(const std::string& name) {
     if (!name.empty() && name[0] == '/') return name;
+    // As the kernel's service looks: the exact name first.
+    const fs::path exact = fs::path(kNvmemDevices) / name / "nvmem";
+    if (!name.empty() && fs::exists(exact)) return exact.string();
     std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator("/sys/bus/nvmem/devices", ignored)) {
+    for (const auto& entry : fs::directory_iterator(kNvmemDevices, ignored)) {
         const std::string found = entry.path().filename().string();
         const bool numbered =
             found.rfind(name, 0) == 0 &&
