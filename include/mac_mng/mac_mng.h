@@ -85,6 +85,10 @@ uint32_t drv_mac_get_addr(uint32_t inst, uint32_t type, uint8_t *buf, uint32_t l
  * @num: count, 0 to 65534
  * @addr: 6 bytes
  *
+ * Writes the main copy first and reads neither before. Where the spare may be
+ * damaged, call drv_mac_get_num() first, which mends it: a power cut in the main
+ * copy must find a good spare.
+ *
  * Return: MAC_OK; MAC_INVALID_ARGUMENT when @addr is null; MAC_INVALID_VALUE for
  * an address of all zeros or all ones or a count above 65534; MAC_FAIL when the
  * block has no main area; else the code of the format or medium that refused.

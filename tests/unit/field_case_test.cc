@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // What goes wrong with MAC addresses in the field, each as a case of its own.
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <sstream>
 
@@ -85,7 +87,7 @@ TEST_F(FieldCase, ReadersWhileAWriterWrites_NeverSeeHalf) {
            tool + "-j check -t 0 -i 0xffffffff > c$i || exit 8; i=$((i + 1)); done; wait $writer");
     EXPECT_EQ(outcome.status, 0) << outcome.err;
     for (int i = 0; i < 60; ++i) {
-        const auto seen = nlohmann::json::parse(folder.read("c" + std::to_string(i)));
+        const auto seen = nlohmann::json::parse(folder.read(fmt::format("c{}", i)));
         const auto& pool = seen["result"]["blocks"][0];
         const std::string base = pool["main"]["block"]["base"];
         EXPECT_EQ(pool["main"]["block"], pool["spare"]["block"]) << i;
@@ -122,6 +124,29 @@ TEST_F(FieldCase, ForeignDataInTheSameEraseBlock_Stays) {
     }
     EXPECT_EQ(folder.read("manuinfo.bin").substr(0x400, 11), "serial=4711");
     EXPECT_EQ(folder.read("manuinfo.bin").substr(0x10600, 64), std::string(64, 'f'));
+}
+
+// Type 2's spare shares an erase block with type 0's: a cut there takes both. Type 0 is
+// then replaced in whole, and a cut in its main copy must find a good spare.
+TEST_F(FieldCase, BlockReplacedWhileItsSpareIsBad_MendsTheSpareFirst) {
+    change("set block -t 0 02:00:00:00:00:00 4");
+    const std::string store = "mac inst 0xffffffff type 0 copy[0->1] write OK.";
+    const auto stores = [&] {
+        return sh(MACCTL_PROGRAM " -b demo.xml log | grep -cF '" + store + "'").out;
+    };
+    EXPECT_EQ(stores(), "1\n");
+    poke("manuinfo.bin", 0x104c0, std::string(16, '\xff'));
+    change("set block -t 0 02:00:00:00:00:10 5");
+    EXPECT_EQ(stores(), "3\n");
+    poke("manuinfo.bin", 0x104c0, std::string(16, '\xff'));
+    folder.write("blocks.json",
+                 R"({"format": "mac_mng-blocks", "version": 1, "blocks": [{"instance": )"
+                 R"("0xffffffff", "type": 0, "base": "02:00:00:00:00:20", "count": 6}]})");
+    change("import blocks.json");
+    EXPECT_EQ(stores(), "5\n");
+    change("set block -t 0 02:00:00:00:00:30 7");
+    EXPECT_EQ(stores(), "6\n");
+    must("get num -t 0", "7\n");
 }
 
 TEST_F(FieldCase, SecondChipAbsentAtStart_PresentLater) {

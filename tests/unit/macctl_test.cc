@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // macctl as its users run it: the program, a board file in a scratch folder, and
 // the boot tools on the same environment.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -265,7 +266,7 @@ TEST(MacctlText, Addresses_OfEverySpelling) {
           "00:1a-2b:3c:4d:5e", "00:1a:2b:3c:4d:5g", "\"00:1a:2b:3c:4d:5e\"", "00:1a:2b:3c:4d:5e:",
           "0:1a:2b:3c:4d:5e", "001a.2b3c.4d5e.", "001a-2b3c-4d5e", " 00:1a:2b:3c:4d:5e"}) {
         EXPECT_FALSE(macctl::parse_address(text, &error)) << text;
-        EXPECT_EQ(error.substr(0, std::string(text).size() + 3), "\"" + std::string(text) + "\" ");
+        EXPECT_EQ(error.substr(0, std::string(text).size() + 3), fmt::format("\"{}\" ", text));
     }
 }
 

@@ -77,6 +77,12 @@ u32 Client::set_block(const Pool& pool, const MacAddress& address, u32 num) cons
     return ioctl_(MAC_IOCTL_SET_ADDR_NUM, &record);
 }
 
+u32 Client::replace_block(const Pool& pool, const MacAddress& address, u32 num) const {
+    u32 ignored = 0;
+    (void)get_num(pool, &ignored);
+    return set_block(pool, address, num);
+}
+
 u32 Client::show_cfg(std::string* text) const { return show(MAC_IOCTL_SHOW_CFG, text); }
 u32 Client::show_types(std::string* text) const { return show(MAC_IOCTL_SHOW_TYPES, text); }
 

@@ -33,6 +33,10 @@ public:
     u32 set_addr(const Pool& pool, const MacAddress& address) const;
     u32 set_num(const Pool& pool, u32 num) const;
     u32 set_block(const Pool& pool, const MacAddress& address, u32 num) const;
+    // set_block() over a block of which a copy is good. The command writes the main copy
+    // without a look at the spare, so a read mends the spare first: else a power cut could
+    // take the last good copy.
+    u32 replace_block(const Pool& pool, const MacAddress& address, u32 num) const;
     u32 show_cfg(std::string* text) const;
     u32 show_types(std::string* text) const;
 

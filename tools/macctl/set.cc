@@ -138,9 +138,9 @@ Result set_num(Context& context) {
 
 Result set_block(Context& context) {
     const Change change{look(context), Block{context.options.address, *context.options.num}};
-    return change_block(context, "set block", change, [&context](const Client& client) {
-        return client.set_block(context.options.pool(), context.options.address,
-                                *context.options.num);
+    const auto set = change.before ? &Client::replace_block : &Client::set_block;
+    return change_block(context, "set block", change, [&context, set](const Client& client) {
+        return (client.*set)(context.options.pool(), context.options.address, *context.options.num);
     });
 }
 

@@ -160,7 +160,8 @@ void write(Context& context, const std::vector<Planned>& changes, Result* result
         const Item& item = change.item;
         const Client& client = context.target().client();
         const u32 status = with_mounted(client, item.inst, [&] {
-            return client.set_block({item.inst, item.type}, item.base, item.num);
+            const auto set = change.replaces() ? &Client::replace_block : &Client::set_block;
+            return (client.*set)({item.inst, item.type}, item.base, item.num);
         });
         if (status != MAC_OK) {
             throw Failure(kExitNotWritten,
