@@ -74,6 +74,39 @@ fetch_kernel() {
 		"$folder/usr/src/linux-headers-$abi-$arch/Makefile"
 }
 
+# fetch_debug_kernel CONFIG: the same for arm64 in $CACHE/kernel-arm64-debug, built from
+# Debian's source with the options of CONFIG over the smallest configuration.
+fetch_debug_kernel() {
+	local folder=$CACHE/kernel-arm64-debug config=$1 make source
+	! cmp -s "$config" "$folder/fragment" || return 0
+	update_lists || return 1
+	rm -rf "$folder"
+	unpack "$folder" linux-source-6.1:all || return 1
+	tar -xf "$folder"/usr/src/linux-source-*.tar.xz -C "$folder" || return 1
+	source=$(echo "$folder"/linux-source-*)
+	mv "$source" "$folder/source"
+	rm -rf "$folder/usr"
+	make=(make -s -j "$(nproc)" -C "$folder/source" "O=$folder/build" ARCH=arm64
+		CROSS_COMPILE=aarch64-linux-gnu- KBUILD_BUILD_TIMESTAMP=@0)
+	{
+		"${make[@]}" tinyconfig &&
+			(cd "$folder/source" && scripts/kconfig/merge_config.sh -m -O "$folder/build" \
+				"$folder/build/.config" "$config") &&
+			"${make[@]}" olddefconfig && missing_options "$config" "$folder/build/.config" &&
+			"${make[@]}" Image modules && "${make[@]}" INSTALL_MOD_PATH="$folder" modules_install
+	} >"$folder/build.log" 2>&1 || return 1
+	mkdir -p "$folder/boot"
+	cp "$folder/build/arch/arm64/boot/Image" "$folder/boot/vmlinuz-debug"
+	cp "$folder/build/.config" "$folder/boot/config-debug"
+	find "$folder/build" -name '*.o' -not -path '*/scripts/*' -delete
+	cp "$config" "$folder/fragment"
+}
+
+# missing_options CONFIG RESULT: names what the result lacks of a fragment.
+missing_options() {
+	! grep '^CONFIG_' "$1" | grep -vxFf "$2"
+}
+
 # fetch_user ARCH: what guests run and what macctl is built with, in $CACHE/user-ARCH.
 fetch_user() {
 	local arch=$1 packages=() package
