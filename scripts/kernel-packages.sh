@@ -74,32 +74,43 @@ fetch_kernel() {
 		"$folder/usr/src/linux-headers-$abi-$arch/Makefile"
 }
 
-# fetch_debug_kernel CONFIG: the same for arm64 in $CACHE/kernel-arm64-debug, built from
-# Debian's source with the options of CONFIG over the smallest configuration.
-fetch_debug_kernel() {
-	local folder=$CACHE/kernel-arm64-debug config=$1 make source
-	! cmp -s "$config" "$folder/fragment" || return 0
+# fetch_source: Debian's kernel source, unpacked in $CACHE/linux-source.
+fetch_source() {
+	local folder=$CACHE/linux-source
+	[ ! -e "$folder/Makefile" ] || return 0
 	update_lists || return 1
+	unpack "$folder.deb" linux-source-6.1:all || return 1
+	rm -rf "$folder" "$folder.new"
+	mkdir "$folder.new"
+	tar -xf "$folder.deb"/usr/src/linux-source-*.tar.xz --strip-components=1 -C "$folder.new" || return 1
+	rm -rf "$folder.deb"
+	mv "$folder.new" "$folder"
+}
+
+# fetch_built_kernel NAME CONFIG...: the kernel and what modules are built with, for arm64
+# in $CACHE/kernel-arm64-NAME: built from source, with the options of the CONFIG files over
+# the smallest configuration.
+fetch_built_kernel() {
+	local name=$1 folder=$CACHE/kernel-arm64-$1 make
+	shift
+	! cat "$@" | cmp -s - "$folder/fragment" || return 0
+	fetch_source || return 1
 	rm -rf "$folder"
-	unpack "$folder" linux-source-6.1:all || return 1
-	tar -xf "$folder"/usr/src/linux-source-*.tar.xz -C "$folder" || return 1
-	source=$(echo "$folder"/linux-source-*)
-	mv "$source" "$folder/source"
-	rm -rf "$folder/usr"
-	make=(make -s -j "$(nproc)" -C "$folder/source" "O=$folder/build" ARCH=arm64
-		CROSS_COMPILE=aarch64-linux-gnu- KBUILD_BUILD_TIMESTAMP=@0)
+	mkdir -p "$folder/boot"
+	cat "$@" >"$folder/config"
+	make=(make -s -j "$(nproc)" -C "$CACHE/linux-source" "O=$folder/build" ARCH=arm64
+		CROSS_COMPILE=aarch64-linux-gnu- "LOCALVERSION=-mac-$name" KBUILD_BUILD_TIMESTAMP=@0)
 	{
 		"${make[@]}" tinyconfig &&
-			(cd "$folder/source" && scripts/kconfig/merge_config.sh -m -O "$folder/build" \
-				"$folder/build/.config" "$config") &&
-			"${make[@]}" olddefconfig && missing_options "$config" "$folder/build/.config" &&
+			(cd "$CACHE/linux-source" && scripts/kconfig/merge_config.sh -m -O "$folder/build" \
+				"$folder/build/.config" "$folder/config") &&
+			"${make[@]}" olddefconfig && missing_options "$folder/config" "$folder/build/.config" &&
 			"${make[@]}" Image modules && "${make[@]}" INSTALL_MOD_PATH="$folder" modules_install
 	} >"$folder/build.log" 2>&1 || return 1
-	mkdir -p "$folder/boot"
-	cp "$folder/build/arch/arm64/boot/Image" "$folder/boot/vmlinuz-debug"
-	cp "$folder/build/.config" "$folder/boot/config-debug"
+	cp "$folder/build/arch/arm64/boot/Image" "$folder/boot/vmlinuz-$name"
+	cp "$folder/build/.config" "$folder/boot/config-$name"
 	find "$folder/build" -name '*.o' -not -path '*/scripts/*' -delete
-	cp "$config" "$folder/fragment"
+	mv "$folder/config" "$folder/fragment"
 }
 
 # missing_options CONFIG RESULT: names what the result lacks of a fragment.

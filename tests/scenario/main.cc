@@ -46,7 +46,8 @@ int print_table() {
         }
         std::printf("| %s | %u | %u | %u | %u | %u | %u | %u | %s%s |\n", setting.name.c_str(),
                     tally.runs, tally.old_block, tally.new_block, tally.lost, tally.invented,
-                    tally.neighbours_lost, tally.foreign_lost, setting.sound ? "yes" : "no",
+                    tally.neighbours_lost, tally.foreign_lost,
+                    setting.sound && !setting.saves_twice ? "yes" : "no",
                     (setting.remark.empty() ? "" : ": " + setting.remark).c_str());
     }
     return 0;

@@ -131,6 +131,10 @@ void Runner::complain(const Plans& plans, const std::string& what) {
     violations_.push_back(fmt::format("{}  {}", id, what));
 }
 
+Block Runner::new_block() const {
+    return {kNewBlock.base, action_.recounts ? setting_.new_num : setting_.num};
+}
+
 // Powers on for good: the first access mends, the second finds everything in step.
 Tally Runner::judge(const Images& images, const Plans& plans, u32 status) {
     Tally tally;
@@ -138,13 +142,12 @@ Tally Runner::judge(const Images& images, const Plans& plans, u32 status) {
     const World world(setting_.board, images);
     const Reading reading = world.read(0);
     const Block old_block = {kOldBlock.base, setting_.num};
-    const Block new_block = {kNewBlock.base, setting_.num};
     Outcome outcome = Outcome::kInvented;
     if (reading.status != 0) {
         outcome = action_.blank ? Outcome::kOld : Outcome::kLost;
     } else if (reading.block == old_block && !action_.blank) {
         outcome = Outcome::kOld;
-    } else if (reading.block == new_block && action_.changes) {
+    } else if (reading.block == new_block() && action_.changes) {
         outcome = Outcome::kNew;
     }
     tally.old_block = outcome == Outcome::kOld;
@@ -170,7 +173,9 @@ Tally Runner::judge(const Images& images, const Plans& plans, u32 status) {
     }
     if (setting_.sound) {
         if (tally.lost) complain(plans, "the block is lost");
-        if (tally.invented)
+        const bool mixed = setting_.saves_twice && action_.recounts &&
+                           reading.block == Block{kOldBlock.base, setting_.new_num};
+        if (tally.invented && !mixed)
             complain(plans, fmt::format("a third block: {}", block_text(reading.block)));
         if (tally.neighbours_lost) complain(plans, "the neighbour is lost");
         if (tally.out_of_step) complain(plans, "a second access writes again");

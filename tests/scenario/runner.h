@@ -13,7 +13,7 @@
 namespace scenario {
 
 inline constexpr Block kOldBlock = {{0x00, 0x11, 0x22, 0x33, 0x44, 0x00}, 8};
-inline constexpr Block kNewBlock = {{0x02, 0xaa, 0xbb, 0xcc, 0xdd, 0xf0}, 8};
+inline constexpr Block kNewBlock = {{0x02, 0xaa, 0xbb, 0xcc, 0xdd, 0xf0}, 5};
 inline constexpr Block kNeighbourBlock = {{0x06, 0x00, 0x00, 0x00, 0x01, 0x00}, 8};
 
 // A pair of storage drivers on a board of its own. Type 0 is worked on, type 1 is its
@@ -21,10 +21,14 @@ inline constexpr Block kNeighbourBlock = {{0x06, 0x00, 0x00, 0x00, 0x01, 0x00}, 
 struct Setting {
     std::string name;
     std::string board;
-    u32 num;             // addresses of a block
+    u32 num;  // addresses of a block, and of the new one
+    u32 new_num;
     bool sound;          // survives every single cut
     std::string remark;  // why not, or what else to know
     bool keeps_foreign;  // bytes that are nobody's, beside the records, survive as well
+    // The count is saved before the address: a cut between leaves the new count with the
+    // old address.
+    bool saves_twice = false;
 };
 
 const std::vector<Setting>& settings();
@@ -46,8 +50,9 @@ struct Action {
     std::string name;
     std::function<void(Images*, const Setting&)> prepare;  // before the power comes on
     std::function<u32(const World&, const Setting&)> act;
-    bool changes;  // the block becomes the new one
-    bool blank;    // it begins with no block at all
+    bool changes;   // the block becomes the new one
+    bool recounts;  // its count too
+    bool blank;     // it begins with no block at all
 };
 
 const std::vector<Action>& actions();
@@ -98,6 +103,7 @@ private:
     Tally judge(const Images& images, const Plans& plans, u32 status);
     Tally cut_everywhere(const std::vector<size_t>& written,
                          const std::function<Tally(const Plan&)>& run) const;
+    Block new_block() const;
     void complain(const Plans& plans, const std::string& what);
 
     const Setting& setting_;

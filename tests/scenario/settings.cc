@@ -53,26 +53,30 @@ std::vector<Setting> make_settings() {
         return board(eeprom(driver, 1), eeprom(driver, 2));
     };
     std::vector<Setting> list;
-    list.push_back({"flash", board(flash_main, flash_spare), 8, true, "", false});
-    list.push_back({"eeprom", alone("drv_mac_eeprom"), 8, true, "", true});
-    list.push_back({"env", board(env, env_spare), 8, true, "", true});
-    list.push_back({"kolbe_in_crc", alone("drv_mac_kolbe_in_crc"), 8, true,
+    list.push_back({"flash", board(flash_main, flash_spare), 8, 5, true, "", false});
+    list.push_back({"eeprom", alone("drv_mac_eeprom"), 8, 5, true, "", true});
+    const char* const twice =
+        "a set of address and count together saves twice: a cut between leaves the new count "
+        "with the old address";
+    list.push_back({"env", board(env, env_spare), 8, 5, true, twice, true, true});
+    list.push_back({"kolbe_in_crc", alone("drv_mac_kolbe_in_crc"), 8, 8, true,
                     "after a cut between the copies the spare keeps the old block until the next "
                     "set: their constant check values do not tell them apart",
                     true});
-    list.push_back({"kolbe_no_crc", alone("drv_mac_kolbe_no_crc"), 8, false, no_check, true});
-    list.push_back({"router_in_crc", alone("drv_mac_router_in_crc"), 8, true, "", true});
-    list.push_back({"router_no_crc", alone("drv_mac_router_no_crc"), 8, false, no_check, true});
-    list.push_back({"env+flash", board(env, flash_spare), 8, true, "", false});
+    list.push_back({"kolbe_no_crc", alone("drv_mac_kolbe_no_crc"), 8, 8, false, no_check, true});
+    list.push_back({"router_in_crc", alone("drv_mac_router_in_crc"), 8, 5, true, "", true});
+    list.push_back({"router_no_crc", alone("drv_mac_router_no_crc"), 8, 5, false, no_check, true});
+    list.push_back({"env+flash", board(env, flash_spare), 8, 5, true, twice, false, true});
     list.push_back(
-        {"flash+eeprom", board(flash_main, eeprom("drv_mac_eeprom", 2)), 8, true, "", false});
+        {"flash+eeprom", board(flash_main, eeprom("drv_mac_eeprom", 2)), 8, 5, true, "", false});
     list.push_back({"router_in_crc+eeprom",
-                    board(eeprom("drv_mac_router_in_crc", 1), eeprom("drv_mac_eeprom", 2)), 8, true,
-                    "", true});
-    list.push_back(
-        {"flash, one erase block", board(flash_main, {"drv_mac_flash", 45, 0x5c0, 0x5d0}), 8, false,
-         "one erase block holds both copies: a cut while it is rewritten takes both", false});
-    list.push_back({"env, one copy", board(env, env_spare, kOneCopy), 8, false,
+                    board(eeprom("drv_mac_router_in_crc", 1), eeprom("drv_mac_eeprom", 2)), 8, 5,
+                    true, "", true});
+    list.push_back({"flash, one erase block",
+                    board(flash_main, {"drv_mac_flash", 45, 0x5c0, 0x5d0}), 8, 5, false,
+                    "one erase block holds both copies: a cut while it is rewritten takes both",
+                    false});
+    list.push_back({"env, one copy", board(env, env_spare, kOneCopy), 8, 5, false,
                     "the environment has one copy: a cut while it is saved takes all of it",
                     false});
     return list;
@@ -95,22 +99,22 @@ void damage(Images* images, const Setting& setting, unsigned area) {
 std::vector<Action> make_actions() {
     const auto nothing = [](Images*, const Setting&) {};
     const auto set = [](const World& world, const Setting& setting) {
-        return world.set_block(0, {kNewBlock.base, setting.num});
+        return world.set_block(0, {kNewBlock.base, setting.new_num});
     };
     const auto read = [](const World& world, const Setting&) { return world.read(0).status; };
     std::vector<Action> list;
-    list.push_back({"first", nothing, set, true, true});
-    list.push_back({"set", nothing, set, true, false});
+    list.push_back({"first", nothing, set, true, true, true});
+    list.push_back({"set", nothing, set, true, true, false});
     list.push_back(
         {"addr", nothing,
          [](const World& world, const Setting&) { return world.set_addr(0, kNewBlock.base); }, true,
-         false});
+         false, false});
     list.push_back({"mend-main",
                     [](Images* images, const Setting& setting) { damage(images, setting, 0); },
-                    read, false, false});
+                    read, false, false, false});
     list.push_back({"mend-spare",
                     [](Images* images, const Setting& setting) { damage(images, setting, 1); },
-                    read, false, false});
+                    read, false, false, false});
     return list;
 }
 

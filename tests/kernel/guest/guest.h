@@ -25,6 +25,8 @@
 
 /* The media: the test board's, with faults, or what the kernel itself brings. */
 extern bool stock_media;
+/* Whether this kernel checks itself: everything takes several times as long. */
+extern bool checkers;
 
 /* One test's line; a subtest's lines are indented. */
 void ok(bool good, const char *format, ...) __attribute__((format(printf, 2, 3)));
@@ -39,6 +41,9 @@ ssize_t peek(const char *path, off_t offset, void *bytes, size_t count);
 ssize_t poke(const char *path, off_t offset, const void *bytes, size_t count);
 /* Whether a file's content, up to 1 MiB, holds the text. */
 bool file_has(const char *path, const char *text);
+
+/* The value of NAME= on the kernel's command line, as it was when there is none. */
+void parameter(const char *name, char *value, size_t room);
 
 /* Load and unload a module of /modules; 0 or an errno. */
 int load(const char *name, const char *parameters);
@@ -70,6 +75,23 @@ void attributes(void);
 void load_and_unload(void);
 /* Every step of loading either module made to fail. */
 void failing_loads(void);
+/* What no run may leave in the kernel's log, and the checkers still at work. */
 void kernel_log(void);
+/* That a worn range is refused is said once. */
+void said_once(void);
+
+/* --- fail_nth.c, fuzz.c, leaks.c: kernels that check themselves --- */
+
+/* Every failure point of every command and of loading each module. */
+void kernel_failures(void);
+/* One minute of calls guided by coverage. */
+void fuzz_device(void);
+/* What nothing points to any more. */
+void leaks(void);
+
+/* --- power.c --- */
+
+/* Does not come back. */
+void write_until_killed(void);
 
 #endif

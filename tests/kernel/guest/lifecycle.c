@@ -155,22 +155,44 @@ void failing_loads(void)
 	ok(load("mac_mng", "") == 0, "mac_mng loads after all this");
 }
 
+static char log_text[1 << 20];
+
+static void read_kernel_log(void)
+{
+	int length = klogctl(3, log_text, sizeof(log_text) - 1);
+
+	log_text[length < 0 ? 0 : length] = '\0';
+}
+
 void kernel_log(void)
 {
-	static char log[1 << 20];
-	static const char *const bad[] = { "WARNING:", "BUG:", "Oops", "list_add corruption",
+	static const char *const bad[] = { "WARNING:", "BUG:", "UBSAN:", "Oops", "list_add corruption",
 					   "list_del corruption", "possible circular", "Call trace",
-					   "Call Trace" };
-	const char *const said = "did not take 16 writes in a row";
-	const char *at;
-	int length = klogctl(3, log, sizeof(log) - 1);
+					   "Call Trace", "sleeping function", "INFO: task" };
+	/* An own module taints the kernel by being one, and by having no signature. */
+	const long expected = 1 << 12 | 1 << 13;
+	char tainted[32] = "";
 	size_t i;
 
-	log[length < 0 ? 0 : length] = '\0';
+	read_kernel_log();
 	for (i = 0; i < sizeof(bad) / sizeof(bad[0]); i++)
-		ok(strstr(log, bad[i]) == NULL, "the kernel log has no \"%s\"", bad[i]);
+		ok(strstr(log_text, bad[i]) == NULL, "the kernel log has no \"%s\"", bad[i]);
+	peek("/proc/sys/kernel/tainted", 0, tainted, sizeof(tainted) - 1);
+	ok((atol(tainted) & ~expected) == 0, "the kernel is not tainted otherwise: %ld",
+	   atol(tainted));
+	/* It ends at its first report, and at a report of another checker. */
+	if (checkers)
+		ok(file_has("/proc/lockdep_stats", " debug_locks:                             1\n"),
+		   "locks are still checked");
+}
+
+void said_once(void)
+{
+	const char *const said = "did not take 16 writes in a row";
+	const char *at;
+
 	if (stock_media)
 		return;
-	at = strstr(log, said);
+	at = strstr(log_text, said);
 	ok(at && !strstr(at + 1, said), "that a range is refused was said once");
 }

@@ -22,6 +22,9 @@ static void must_load_stock(const char *name, const char *parameters)
 	char path[64];
 	char *need;
 
+	snprintf(path, sizeof(path), "/modules/%s.ko", name);
+	if (access(path, F_OK))
+		return; /* built in */
 	snprintf(path, sizeof(path), "/modules/%s.needs", name);
 	peek(path, 0, needs, sizeof(needs) - 1);
 	for (need = strtok(needs, " \n"); need; need = strtok(NULL, " \n"))
@@ -53,9 +56,12 @@ static void start(void)
 	mount("sysfs", "/sys", "sysfs", 0, NULL);
 	mount("devtmpfs", "/dev", "devtmpfs", 0, NULL);
 	mount("debugfs", "/sys/kernel/debug", "debugfs", 0, NULL);
-	stock_media = file_has("/proc/cmdline", "mac_media=stock");
 	must_load_stock("mtd", "");
 	must_load_stock("at24", "");
+}
+
+static void start_modules(void)
+{
 	if (stock_media)
 		start_stock_media();
 	else
@@ -64,12 +70,19 @@ static void start(void)
 	must_load("mac_mng", "");
 }
 
+/* On the machine's own flash, cut into partitions by the command line. */
+static void start_on_cfi(void)
+{
+	must_load("mac_platform", "board=mac_mng/cfi.dtb");
+	must_load("mac_mng", "");
+}
+
 static void everything(void)
 {
-	printf("TAP version 13\n");
-	start();
-	ok(run("/bin/sh", "/same_words.sh", stock_media ? "stock" : "demo") == 0,
-	   "macctl gives on the device what it gives on a board file");
+	start_modules();
+	if (!checkers)
+		ok(run("/bin/sh", "/same_words.sh", stock_media ? "stock" : "demo") == 0,
+		   "macctl gives on the device what it gives on a board file");
 	ok(run("/guest", "commands", NULL) == 0, "all commands, 64-bit caller");
 	ok(run("/guest32", "commands", NULL) == 0, "all commands, 32-bit caller");
 	ok(load("mac_consumer", "") == 0, "a consumer module calls all ten functions");
@@ -87,6 +100,37 @@ static void everything(void)
 	must_load("mac_mng", "");
 	ok(run("/guest", "commands", NULL) == 0, "all commands after the reloads");
 	kernel_log();
+	said_once();
+}
+
+/* What the command line asks for with mac_run=. */
+static void run_asked(void)
+{
+	char what[32] = "test";
+
+	printf("TAP version 13\n");
+	parameter("mac_run", what, sizeof(what));
+	stock_media = !strcmp(what, "stock");
+	checkers = access("/proc/lockdep_stats", F_OK) == 0;
+	if (!strcmp(what, "power")) {
+		start_on_cfi();
+		write_until_killed();
+	}
+	if (!strcmp(what, "stock") || !strcmp(what, "test")) {
+		everything();
+		tap_end();
+		return;
+	}
+	start_modules();
+	if (!strcmp(what, "failures"))
+		kernel_failures();
+	else if (!strcmp(what, "fuzz"))
+		fuzz_device();
+	else if (!strcmp(what, "leaks"))
+		leaks();
+	else
+		ok(run("/guest", "commands", NULL) == 0, "all commands");
+	kernel_log();
 	tap_end();
 }
 
@@ -97,7 +141,8 @@ int main(int argc, char **argv)
 		begin_subtest();
 		return commands();
 	}
-	everything();
+	start();
+	run_asked();
 	sync();
 	reboot(RB_POWER_OFF);
 	return 0;

@@ -10,6 +10,7 @@
 #include "guest.h"
 
 bool stock_media;
+bool checkers;
 
 static int tests;
 static int failures;
@@ -80,6 +81,19 @@ bool file_has(const char *path, const char *text)
 	close(fd);
 	content[length] = '\0';
 	return strstr(content, text) != NULL;
+}
+
+void parameter(const char *name, char *value, size_t room)
+{
+	static char line[4096];
+	char *word;
+
+	line[0] = '\0';
+	if (peek("/proc/cmdline", 0, line, sizeof(line) - 1) <= 0)
+		return;
+	for (word = strtok(line, " \n"); word; word = strtok(NULL, " \n"))
+		if (!strncmp(word, name, strlen(name)) && word[strlen(name)] == '=')
+			snprintf(value, room, "%s", word + strlen(name) + 1);
 }
 
 int load(const char *name, const char *parameters)

@@ -1,0 +1,221 @@
+# SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+# Building both modules for a kernel and running them in a guest under QEMU (TCG).
+# Sourced by bash scripts in the project's folder, after "set -euo pipefail"; then
+# use_kernel says which kernel.
+# shellcheck shell=bash
+# shellcheck disable=SC2154 # variables of the sourcing script
+. scripts/kernel-packages.sh
+
+# use_kernel ARCH SERIES: names and tools of a kernel. Series "plain" and "debug" are
+# built from source, the others are Debian's.
+use_kernel() {
+	arch=$1 series=$2
+	name=kernel-$arch-$series
+	build=$PWD/build/$name
+	tree=$PWD
+	case $arch in
+	arm64)
+		triplet=aarch64-linux-gnu cross32=arm-linux-gnueabihf- kbuild_arch=arm64
+		qemu=(qemu-system-aarch64 -M "virt,gic-version=3" -cpu cortex-a57) console=ttyAMA0
+		;;
+	amd64)
+		triplet=x86_64-linux-gnu cross32=i686-linux-gnu- kbuild_arch=x86_64
+		qemu=(qemu-system-x86_64 -cpu max) console=ttyS0
+		;;
+	*)
+		echo "no architecture $arch" >&2
+		exit 2
+		;;
+	esac
+	cross=$triplet-
+	user=$CACHE/user-$arch
+	kernel=$CACHE/$name
+	macctl=build/macctl-$arch/macctl
+	[ "$arch" != "$(dpkg --print-architecture)" ] || macctl=build/release/macctl
+	# Of every kernel build. Type data of modules would need pahole, and nothing here does.
+	kbuild=("ARCH=$kbuild_arch" "CROSS_COMPILE=$cross" "CC=${cross}gcc" CONFIG_DEBUG_INFO_BTF_MODULES=)
+	mkdir -p "$build" build/results
+}
+
+# fail TEXT: ends the lane, whose result file counts as one failure.
+fail() {
+	echo "$lane: $*" >&2
+	echo "0 1" >"build/results/$lane"
+	exit 1
+}
+
+fetch_all() {
+	local configs=tests/kernel
+	case $series in
+	plain) fetch_built_kernel plain $configs/plain.config ;;
+	debug) fetch_built_kernel debug $configs/plain.config $configs/debug.config ;;
+	*) fetch_kernel "$arch" "$series" ;;
+	esac || fail "the kernel cannot be had; see $CACHE/apt.log and $kernel/build.log"
+	case $series in
+	plain | debug) kdir=$kernel/build ;;
+	*) kdir=$(echo "$kernel"/usr/src/linux-headers-*-"$arch") ;;
+	esac
+	fetch_user "$arch" || fail "the guest's programs cannot be downloaded; see $CACHE/apt.log"
+}
+
+build_modules() {
+	local module
+	"$tree/scripts/build-modules.sh" "$kdir" "$build/modules" "${kbuild[@]}"
+	for module in board consumer fault; do
+		mkdir -p "$build/$module"
+		cp tests/kernel/$module/* "$build/$module/"
+		make -j "$(nproc)" -C "$kdir" M="$build/$module" MAC_MNG_INCLUDE="$PWD/include" \
+			KBUILD_EXTRA_SYMBOLS="$build/modules/Module.symvers" "${kbuild[@]}" modules
+	done
+}
+
+build_programs() {
+	local warnings=(-Wall -Wextra -Wno-sign-compare)
+	"${cross}gcc" -O2 "${warnings[@]}" -static -Iinclude tests/kernel/guest/*.c -o "$build/guest"
+	"${cross32}gcc" -O2 "${warnings[@]}" -static -Iinclude tests/kernel/guest/*.c -o "$build/guest32"
+	[ "$macctl" != build/release/macctl ] || return 0
+	cmake -S . -B "build/macctl-$arch" -DCMAKE_BUILD_TYPE=Release -DMAC_TESTS=OFF \
+		-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_CXX_COMPILER="${cross}g++" \
+		-DCMAKE_LIBRARY_ARCHITECTURE="$triplet" -DCMAKE_FIND_ROOT_PATH="$user" \
+		-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER \
+		-DCMAKE_CXX_FLAGS="-isystem $user/usr/include" \
+		-DCMAKE_EXE_LINKER_FLAGS="-L$user/usr/lib/$triplet -Wl,-rpath-link,$user/usr/lib/$triplet"
+	cmake --build "build/macctl-$arch" -j "$(nproc)"
+}
+
+# quietly COMMAND: its output only when it fails. In the background, for a function in a
+# condition would not end at its first failure.
+quietly() {
+	"$@" >"$build/build.log" 2>&1 &
+	wait $! || { tail -n 40 "$build/build.log" >&2; fail "$1 failed"; }
+}
+
+# allowed SYMBOL: whether mac_mng.ko may need it.
+allowed() {
+	local pattern
+	while read -r pattern; do
+		# shellcheck disable=SC2254 # it is a pattern
+		case $1 in $pattern) return 0 ;; esac
+	done < <(grep -v '^#' tests/kernel/mac_mng.symbols)
+	return 1
+}
+
+# mac_mng.ko exports the ten functions, with versions where the kernel has them, and
+# needs nothing but what is listed of the kernel and of the platform's services.
+check_symbols() {
+	local exported symbol
+	exported=$(awk '$3 ~ /mac_mng$/ { print $2 }' "$build/modules/Module.symvers" | sort | tr '\n' ' ')
+	[ "$exported" = "drv_mac_deinit drv_mac_get_addr drv_mac_get_addr_num drv_mac_get_num drv_mac_init drv_mac_patch_func1 drv_mac_patch_func2 drv_mac_set_addr drv_mac_set_addr_num drv_mac_set_num " ] ||
+		fail "mac_mng.ko exports: $exported"
+	if grep -q '^CONFIG_MODVERSIONS=y' "$kernel"/boot/config-*; then
+		! grep -q '^0x00000000' "$build/modules/Module.symvers" || fail "a symbol has no version"
+	fi
+	"${cross}nm" -u "$build/modules/mac_mng.ko" | awk '{ print $2 }' >"$build/needs"
+	while read -r symbol; do
+		allowed "$symbol" || fail "mac_mng.ko needs $symbol, which is not listed in tests/kernel/mac_mng.symbols"
+	done <"$build/needs"
+}
+
+# expect_modinfo MODULE FIELD VALUE: the values, sorted, in one line.
+expect_modinfo() {
+	local found
+	found=$(/sbin/modinfo -F "$2" "$build/modules/$1.ko" | tr ',' '\n' | sort | tr '\n' ' ')
+	[ "$found" = "$3 " ] || fail "modinfo $1: $2 is \"$found\", expected \"$3\""
+}
+
+check_modinfo() {
+	expect_modinfo mac_mng name mac_mng
+	expect_modinfo mac_mng license 'Dual BSD/GPL'
+	expect_modinfo mac_mng description 'MAC address manager of network devices'
+	expect_modinfo mac_mng depends 'mac_platform mtd'
+	expect_modinfo mac_platform license 'Dual BSD/GPL'
+	expect_modinfo mac_platform description 'Reference platform services of mac_mng'
+	expect_modinfo mac_platform depends mtd
+	expect_modinfo mac_platform firmware mac_mng/board.dtb
+	[ -z "$(/sbin/modinfo -F parm "$build/modules/mac_mng.ko")" ] || fail "mac_mng.ko has parameters"
+	[ "$(/sbin/modinfo -F parm "$build/modules/mac_platform.ko" | cut -d: -f1 | sort | tr '\n' ' ')" = \
+		"board log_level ring_level " ] || fail "mac_platform.ko has other parameters"
+}
+
+# add_stock_module NAME: the kernel's module, and beside it the names of those that it
+# needs, those first that need none.
+add_stock_module() {
+	local file need
+	file=$(find "$kernel/lib/modules" -name "$1.ko*" -o -name "${1//-/_}.ko*" | head -n 1)
+	case $file in
+	*.xz) xz -dc "$file" >"$root/modules/$1.ko" ;;
+	?*) cp "$file" "$root/modules/$1.ko" ;;
+	*) return 0 ;; # built in
+	esac
+	: >"$root/modules/$1.needs"
+	for need in $(/sbin/modinfo -F depends "$root/modules/$1.ko" | tr ',' ' '); do
+		add_stock_module "$need"
+		[ ! -e "$root/modules/$need.needs" ] ||
+			cat "$root/modules/$need.needs" >>"$root/modules/$1.needs"
+		echo "$need" >>"$root/modules/$1.needs"
+	done
+}
+
+add_firmware() {
+	local folder=$root/lib/firmware/mac_mng
+	mkdir -p "$folder"
+	build/release/macctl --board boards/demo.xml board install --firmware "$root/lib/firmware"
+	build/release/macctl --board tests/kernel/stock.xml board compile "$folder/stock.dtb"
+	build/release/macctl --board tests/kernel/cfi.xml board compile "$folder/cfi.dtb"
+	echo "no board at all" >"$folder/garbage.dtb"
+	sed 's/ibm-3740/nothing!/' "$folder/board.dtb" >"$folder/crc.dtb"
+}
+
+build_initramfs() {
+	local applet loader module
+	root=$build/root
+	rm -rf "$root"
+	mkdir -p "$root"/{bin,modules,boards,etc,var/lock,tmp,proc,sys,dev,lib64}
+	mkdir -p "$root/lib/$triplet" "$root/usr/lib/$triplet"
+	cp "$build/guest" "$root/init"
+	cp "$build/guest" "$build/guest32" tests/kernel/same_words.sh "$root/"
+	cp "$user/bin/busybox" "$root/bin/"
+	for applet in sh cmp cp dd diff grep head mkdir printf sed tail wc; do ln -s busybox "$root/bin/$applet"; done
+	cp "$macctl" "$root/bin/macctl"
+	cp "$user/usr/bin/fw_printenv" "$root/bin/"
+	ln -s fw_printenv "$root/bin/fw_setenv"
+	cp boards/demo.xml tests/kernel/stock.xml "$root/boards/"
+	cp -P "$user"/lib/"$triplet"/*.so* "$user"/usr/lib/"$triplet"/*.so* "$root/usr/lib/$triplet/"
+	loader=/usr/lib/$triplet/$(basename "$user"/lib/"$triplet"/ld-linux*)
+	ln -s "$loader" "$root/lib/"
+	ln -s "$loader" "$root/lib64/"
+	printf '/dev/mtd1 0x0 0x4000 0x10000\n/dev/mtd1 0x10000 0x4000 0x10000\n' >"$root/etc/fw_env.config"
+	for module in mtd at24 mtdram i2c-stub; do add_stock_module $module; done
+	cp "$build"/modules/mac_{mng,platform}.ko "$build"/{board,consumer,fault}/*.ko "$root/modules/"
+	"${cross}strip" --strip-debug "$root"/modules/*.ko "$root/bin/macctl"
+	add_firmware
+	(cd "$root" && find . | cpio -o -H newc 2>/dev/null | gzip -1) >"$build/initrd.gz"
+}
+
+# boot RUN SECONDS APPEND...: runs the guest, RUN being what it does there, and leaves what
+# its console showed in $build/RUN.log.
+boot() {
+	local run=$1 limit=$2
+	shift 2
+	timeout "$limit" "${qemu[@]}" -accel "${MAC_QEMU_ACCEL:-tcg}" -m 512 -nic none \
+		-kernel "$(echo "$kernel"/boot/vmlinuz-*)" -initrd "$build/initrd.gz" \
+		-append "console=$console panic=-1 loglevel=3 mac_run=$run $*" \
+		-nographic -no-reboot </dev/null >"$build/$run.console" 2>&1 || true
+	tr -d '\r' <"$build/$run.console" >"$build/$run.log"
+}
+
+# verdict RUN: shows the guest's TAP lines and fails unless it finished, nothing failed
+# and no checker of the kernel's spoke.
+verdict() {
+	local log=$build/$1.log
+	grep -E '^ *(TAP|ok|not ok|1\.\.|# )' "$log" || true
+	counts=$(sed -n 's/^# \([0-9]*\) passed, \([0-9]*\) failed$/\1 \2/p' "$log")
+	[ -n "$counts" ] || { tail -n 40 "$log" >&2; fail "the guest did not finish"; }
+	if grep -vE '^ *(ok|not ok) ' "$log" | grep -qE "$complaints"; then
+		fail "the guest's console has a warning; see $build/$1.console"
+	fi
+	echo "$counts" >"build/results/$lane"
+	[ "${counts#* }" = 0 ]
+}
+
+complaints='WARNING:|BUG:|UBSAN:|Oops|Call [Tt]race|corruption|possible circular|unreferenced object|sleeping function|INFO: task'
