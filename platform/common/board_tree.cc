@@ -17,6 +17,7 @@ constexpr u32 kProperty = 3;
 constexpr u32 kNop = 4;
 constexpr u32 kEnd = 9;
 constexpr u32 kHeaderBytes = 40;
+constexpr u32 kReservedBytes = 16;  // address and size of a range
 
 u32 load(const u8* bytes) {
     return static_cast<u32>(bytes[0]) << 24 | static_cast<u32>(bytes[1]) << 16 |
@@ -106,28 +107,30 @@ bool is_text(const Token& token) {
     return token.length != 0 && strnlen(token.value, token.length) == token.length - 1;
 }
 
-// One root node, balanced, nothing behind the end that is read.
+// One root node without a name, balanced, with nothing before or behind it but the end.
 bool structure_is_sound(const board_tree& tree) {
     Walker walker(tree, 0);
     Token token{};
     u32 depth = 0;
-    u32 roots = 0;
+    bool ended = false;
     while (walker.step(&token)) {
+        if (ended) return token.kind == kEnd;
         switch (token.kind) {
             case kBeginNode:
-                if (depth == 0 && ++roots > 1) return false;
+                if (depth == 0 && token.name[0] != '\0') return false;
                 if (++depth > BOARD_TREE_DEPTH_MAX) return false;
                 break;
             case kEndNode:
-                if (depth-- == 0) return false;
+                if (depth == 0) return false;
+                ended = --depth == 0;
                 break;
             case kProperty:
                 if (depth == 0 || !is_text(token)) return false;
                 break;
             case kEnd:
-                return depth == 0 && roots == 1;
+                return false;
             default:
-                break;
+                if (depth == 0) return false;
         }
     }
     return false;
@@ -158,20 +161,39 @@ bool named(const char* node_name, const char* name) {
            (node_name[length] == '@' || node_name[length] == '\0');
 }
 
+// A block of the blob lies behind the header and ends inside.
+bool lies_inside(u32 total, u32 offset, u32 size) {
+    return offset >= kHeaderBytes && offset <= total && size <= total - offset;
+}
+
+// Whether the list of reserved memory, which no board has, ends inside the blob.
+bool reserved_is_sound(const u8* blob, u32 total, u32 offset) {
+    while (lies_inside(total, offset, kReservedBytes)) {
+        u32 size = 0;
+        for (u32 i = kReservedBytes / 2; i < kReservedBytes; ++i) size |= blob[offset + i];
+        if (size == 0) return true;
+        offset += kReservedBytes;
+    }
+    return false;
+}
+
 }  // namespace
 
 int board_tree_open(board_tree* tree, const void* blob, u32 size) {
     const u8* const bytes = static_cast<const u8*>(blob);
     if (size < kHeaderBytes || load(bytes) != kMagic) return -1;
     const u32 total = load(bytes + 4);
+    const u32 reserved = load(bytes + 16);
+    const u32 version = load(bytes + 20);
     const u32 structure = load(bytes + 8);
     const u32 strings = load(bytes + 12);
     const u32 last_compatible = load(bytes + 24);
     const u32 strings_size = load(bytes + 32);
     const u32 structure_size = load(bytes + 36);
-    if (total > size || last_compatible > 17 || load(bytes + 20) < 17) return -1;
-    if (structure > total || structure_size > total - structure || structure % 4 != 0) return -1;
-    if (strings > total || strings_size > total - strings) return -1;
+    if (total > size || last_compatible > 17 || version < 17) return -1;
+    if (!lies_inside(total, structure, structure_size) || structure % 4 != 0) return -1;
+    if (!lies_inside(total, strings, strings_size)) return -1;
+    if (!reserved_is_sound(bytes, total, reserved)) return -1;
     const board_tree opened = {bytes + structure, structure_size,
                                reinterpret_cast<const char*>(bytes + strings), strings_size};
     if (!structure_is_sound(opened)) return -1;

@@ -153,7 +153,10 @@ EnvResult env_set(u8* data, u32 size, const char* name, const char* value) {
     Entry entry{};
     const bool exists = find_entry(data, size, name, name_length, &entry);
     const u32 end = end_of_variables(data, size);
-    const u64 old_bytes = exists ? u64{entry.length} + 1 : 0;
+    // The last text of a foreign image need not be terminated.
+    const u64 left = u64{size} - entry.offset;
+    const u64 terminated = u64{entry.length} + 1;
+    const u64 old_bytes = !exists ? 0 : terminated < left ? terminated : left;
     const u64 new_bytes = value_length == 0 ? 0 : u64{name_length} + 1 + value_length + 1;
     const u64 new_end = end - old_bytes + new_bytes;
     if (new_end + 1 > size) return EnvResult::kNoSpace;

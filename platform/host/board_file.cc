@@ -45,8 +45,9 @@ BoardFile BoardFile::parse(std::string text, const std::filesystem::path& path) 
     BoardFile file;
     file.path_ = path;
     file.source_ = std::move(text);
-    const pugi::xml_parse_result result =
-        file.document_.load_buffer(file.source_.data(), file.source_.size());
+    // No other encoding: offsets, and so lines, are those of the text as it is.
+    const pugi::xml_parse_result result = file.document_.load_buffer(
+        file.source_.data(), file.source_.size(), pugi::parse_default, pugi::encoding_utf8);
     if (!result) {
         const auto end = file.source_.begin() + result.offset;
         const auto line = 1 + std::count(file.source_.begin(), end, '\n');

@@ -125,6 +125,15 @@ TEST(BoardTree, EveryByteDamaged_NeverLeavesTheBlob) {
     }
 }
 
+TEST(BoardTree, ListOfReservedMemory_HasToEndInside) {
+    std::vector<u8> content = demo_blob();
+    board_tree tree;
+    content[18] = 0x69;
+    const Blob blob(content);
+    EXPECT_EQ(board_tree_open(&tree, blob.bytes.get(), blob.size), -1);
+    EXPECT_NE(fdt_check_full(content.data(), content.size()), 0);
+}
+
 TEST(BoardTree, DeepNesting_IsRefused) {
     std::string xml = "<board><platform/><mac_mng>";
     for (int i = 0; i < 20; ++i) xml += "<e>";

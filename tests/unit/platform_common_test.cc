@@ -245,6 +245,14 @@ TEST(EnvImage, Find_UnterminatedData_StaysInside) {
     EXPECT_EQ(set(&data, "y", "1"), EnvResult::kNoSpace);
 }
 
+TEST(EnvImage, Set_OverAnUnterminatedLastText_StaysInside) {
+    Record data(9, 'x');
+    data[1] = '=';
+    data.back() = 0x5a;  // behind the area
+    EXPECT_EQ(platform::env_set(data.data(), 8, "x", "1"), EnvResult::kOk);
+    EXPECT_EQ(data, (Record{'x', '=', '1', 0, 0, 0, 0, 0, 0x5a}));
+}
+
 TEST(EnvImage, Set_NeedsRoomForBothTerminators) {
     Record data(8);
     EXPECT_EQ(set(&data, "a", "12345"), EnvResult::kNoSpace);

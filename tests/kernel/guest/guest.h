@@ -75,8 +75,9 @@ void attributes(void);
 void load_and_unload(void);
 /* Every step of loading either module made to fail. */
 void failing_loads(void);
-/* What no run may leave in the kernel's log, and the checkers still at work. */
-void kernel_log(void);
+/* What no run may leave in the kernel's log (with failures of allocations: what only they
+ * may), and the checkers still at work. */
+void kernel_log(bool failures);
 /* That a worn range is refused is said once. */
 void said_once(void);
 
