@@ -3,7 +3,7 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help scenarios replay soak mutants test-kernel test-kernels packages-kernel modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help scenarios replay soak mutants fuzz test-kernel test-kernels test-kernel-debug packages-kernel packages-kernel-debug modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
@@ -14,6 +14,9 @@ help:
 	@echo "make modules       the kernel modules, KDIR=... for a kernel tree other than the running one's"
 	@echo "make test-kernel   both modules on Debian's arm64 kernel under QEMU, tests in the guest"
 	@echo "make test-kernels  the same on Debian's other kernels: 5.10 to 6.12, arm64 and amd64"
+	@echo "make test-kernel-debug   on kernels that check themselves: failing allocations, leaks, locks,"
+	@echo "                   coverage-guided fuzzing, power cuts of a machine with CFI flash"
+	@echo "make fuzz          fuzzers of everything that reads hostile input"
 	@echo "make scenarios     power cuts, two in a row, and failing media; make replay ID=... for one"
 	@echo "make soak          macctl killed while it writes, 1000 times"
 	@echo "make mutants       builds with one planted fault each, which have to be caught"
@@ -28,6 +31,8 @@ packages-test:
 	@scripts/install-packages.sh test
 packages-kernel:
 	@scripts/install-packages.sh kernel
+packages-kernel-debug:
+	@scripts/install-packages.sh kernel-debug
 packages-all:
 	@scripts/install-packages.sh all
 
@@ -67,6 +72,15 @@ test-kernel: packages-kernel
 test-kernels:
 	@$(MAKE) --no-print-directory test-kernel KERNELS="arm64:6.12:test arm64:5.10:test \
 		amd64:6.1:test amd64:6.1:stock amd64:6.12:test amd64:6.12:stock amd64:5.10:test"
+
+# The kernels are built from source on first use.
+test-kernel-debug: packages-kernel-debug
+	@scripts/build.sh
+	@scripts/test-kernel-debug.sh
+
+# MAC_FUZZ_SECONDS for each target.
+fuzz: packages-test
+	@scripts/fuzz.sh
 
 # Power cuts and failing media in full; one run again by its id.
 scenarios: packages-test

@@ -6,6 +6,7 @@
 #   fuzz.sh [TARGET...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/parallel.sh
 build=build/fuzz
 seconds=${MAC_FUZZ_SECONDS:-60}
 targets=("$@")
@@ -33,42 +34,32 @@ expand() {
 
 fuzz() {
 	"$build/tests/fuzz_$1" -max_total_time="$seconds" -max_len=8192 -timeout=20 -rss_limit_mb=4096 \
-		-print_final_stats=1 -artifact_prefix="$build/$1." "$build/corpus/$1" >"$build/$1.log" 2>&1
+		-print_final_stats=1 -artifact_prefix="$build/$1." "$build/corpus/$1"
 }
 
-# verdict TARGET STATUS
 passed=0 failed=0
-verdict() {
+finished() {
 	local runs input
-	runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$build/$1.log")
+	runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$jobs/$1.log")
 	if [ "$2" -eq 0 ]; then
 		echo "ok      $1: $runs runs"
 		passed=$((passed + 1))
 		return
 	fi
 	echo "not ok  $1:"
-	grep -E '^fuzz: |^SUMMARY' "$build/$1.log" || tail -n 20 "$build/$1.log"
-	input=$(sed -n 's/.*Test unit written to //p' "$build/$1.log")
+	grep -E '^fuzz: |^SUMMARY' "$jobs/$1.log" || tail -n 20 "$jobs/$1.log"
+	input=$(sed -n 's/.*Test unit written to //p' "$jobs/$1.log")
 	[ -z "$input" ] || { od -An -v -tx1 "$input" | tr -d ' \n' && echo; }
 	failed=$((failed + 1))
 }
 
-# As many at once as there are processors.
 rm -rf "$build/corpus"
-declare -A running=()
-finish() {
-	local pid status=0
-	wait -n -p pid "${!running[@]}" || status=$?
-	verdict "${running[$pid]}" "$status"
-	unset "running[$pid]"
-}
+jobs=$build
 for target in "${targets[@]}"; do
 	expand "$target"
-	[ ${#running[@]} -lt "$(nproc)" ] || finish
-	fuzz "$target" &
-	running[$!]=$target
+	start "$target" fuzz "$target"
 done
-while [ ${#running[@]} -gt 0 ]; do finish; done
+finish_all
 
 echo "$passed $failed" >build/results/fuzz
 echo "== fuzz: $passed passed, $failed failed"

@@ -187,27 +187,32 @@ build_initramfs() {
 	printf '/dev/mtd1 0x0 0x4000 0x10000\n/dev/mtd1 0x10000 0x4000 0x10000\n' >"$root/etc/fw_env.config"
 	for module in mtd at24 mtdram i2c-stub; do add_stock_module $module; done
 	cp "$build"/modules/mac_{mng,platform}.ko "$build"/{board,consumer,fault}/*.ko "$root/modules/"
-	"${cross}strip" --strip-debug "$root"/modules/*.ko "$root/bin/macctl"
+	"${cross}strip" "$root/bin/macctl"
 	add_firmware
+	pack_initramfs
+}
+
+pack_initramfs() {
+	"${cross}strip" --strip-debug "$root"/modules/*.ko
 	(cd "$root" && find . | cpio -o -H newc 2>/dev/null | gzip -1) >"$build/initrd.gz"
 }
 
-# boot RUN SECONDS APPEND...: runs the guest, RUN being what it does there, and leaves what
-# its console showed in $build/RUN.log.
+# boot LABEL SECONDS APPEND...: runs the guest with these kernel arguments and leaves what
+# its console showed in $build/LABEL.guest.
 boot() {
-	local run=$1 limit=$2
+	local label=$1 limit=$2
 	shift 2
 	timeout "$limit" "${qemu[@]}" -accel "${MAC_QEMU_ACCEL:-tcg}" -m 512 -nic none \
 		-kernel "$(echo "$kernel"/boot/vmlinuz-*)" -initrd "$build/initrd.gz" \
-		-append "console=$console panic=-1 loglevel=3 mac_run=$run $*" \
-		-nographic -no-reboot </dev/null >"$build/$run.console" 2>&1 || true
-	tr -d '\r' <"$build/$run.console" >"$build/$run.log"
+		-append "console=$console panic=-1 $*" \
+		-nographic -no-reboot </dev/null >"$build/$label.console" 2>&1 || true
+	tr -d '\r' <"$build/$label.console" >"$build/$label.guest"
 }
 
-# verdict RUN: shows the guest's TAP lines and fails unless it finished, nothing failed
+# verdict LABEL: shows the guest's TAP lines and fails unless it finished, nothing failed
 # and no checker of the kernel's spoke.
 verdict() {
-	local log=$build/$1.log
+	local log=$build/$1.guest
 	grep -E '^ *(TAP|ok|not ok|1\.\.|# )' "$log" || true
 	counts=$(sed -n 's/^# \([0-9]*\) passed, \([0-9]*\) failed$/\1 \2/p' "$log")
 	[ -n "$counts" ] || { tail -n 40 "$log" >&2; fail "the guest did not finish"; }
@@ -218,4 +223,5 @@ verdict() {
 	[ "${counts#* }" = 0 ]
 }
 
+# What a checker of the kernel's says.
 complaints='WARNING:|BUG:|UBSAN:|Oops|Call [Tt]race|corruption|possible circular|unreferenced object|sleeping function|INFO: task'

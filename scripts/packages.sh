@@ -16,7 +16,10 @@ esac
 
 # Building and passing the tests, the arm64 kernel's among them.
 PACKAGES_TEST="$PACKAGES_KERNEL clang libclang-rt-14-dev libgtest-dev librapidcheck-dev
-	python3 python3-jsonschema tmux man-db"
+	python3 python3-jsonschema tmux man-db libubootenv-dev"
+
+# Building a kernel that checks itself, and one with CFI flash.
+PACKAGES_KERNEL_DEBUG="$PACKAGES_KERNEL python3 bc bison flex"
 
 # Everything that continuous integration runs.
-PACKAGES_ALL="$PACKAGES_TEST gcovr clang-tidy shellcheck zsh fish"
+PACKAGES_ALL="$PACKAGES_TEST $PACKAGES_KERNEL_DEBUG gcovr clang-tidy shellcheck zsh fish"

@@ -1,17 +1,121 @@
 #!/bin/bash
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# The kernel lane on a kernel with every checker (tests/kernel/debug.config).
+# The system on kernels that check themselves: the kernel lane, failing allocations,
+# coverage-guided fuzzing and leaks on one with every checker (tests/kernel/debug.config);
+# power cuts of a machine with CFI flash on a plain one; and faults planted in copies of
+# the system, which have to be seen by the checkers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/kernel-guest.sh
+. scripts/parallel.sh
 
-use_kernel arm64 debug
-lane=$name
-fetch_all
-echo "== $name: building for $(basename "$kernel"/lib/modules/*)"
-quietly build_modules
-quietly build_programs
-build_initramfs
-echo "== $name: running"
-boot test 900 kasan_multi_shot kmemleak=off initcall_blacklist=physmap_init
-verdict test
+cuts=${MAC_POWER_CUTS:-100}
+# Reports go to the console; without leak detection where it is not used, for it takes
+# half a minute to start; no flash of the machine's own, so that the board's is first.
+checked="loglevel=4 kasan_multi_shot initcall_blacklist=physmap_init"
+
+build_for() {
+	use_kernel arm64 "$1"
+	lane=$name
+	fetch_all
+	echo "== $name: building for $(basename "$kernel"/lib/modules/*)"
+	quietly build_modules
+	quietly build_programs
+	build_initramfs
+}
+
+# run_checked RUN SECONDS APPEND...
+run_checked() {
+	use_kernel arm64 debug
+	lane=$name-$1
+	boot "$1" "$2" "$checked" "mac_run=$1" "${@:3}"
+	verdict "$1"
+}
+
+run_power_cuts() {
+	use_kernel arm64 plain
+	python3 tests/kernel/power_cuts.py "$cuts" "$build/flash.img" build/results/power-cuts \
+		"${qemu[@]}" -accel tcg -m 256 -nic none -nographic -no-reboot \
+		-kernel "$(echo "$kernel"/boot/vmlinuz-*)" -initrd "$build/initrd.gz" -append \
+		"console=$console panic=-1 loglevel=3 mac_run=power mtdparts=0.flash:512k@64m(manuinfo),512k@65m(u-boot-env)"
+}
+
+planted_file=
+# plant NAME FILE SED-EXPRESSION: a guest like the others in build/planted/NAME, whose
+# modules have that fault.
+plant() {
+	local planted=$PWD/build/planted
+	use_kernel arm64 debug
+	lane=planted-$1
+	kdir=$kernel/build
+	tree=$planted/tree
+	mkdir -p "$tree" "$planted/$1"
+	git ls-files -z -- sources.mk scripts base config storage core service control platform include |
+		xargs -0 cp --parents --preserve=timestamps -t "$tree"
+	# The fault before this one is gone again, which by its time nobody would see.
+	[ -z "$planted_file" ] || touch "$tree/$planted_file"
+	planted_file=$2
+	sed -i "$3" "$tree/$2"
+	! cmp -s "$2" "$tree/$2" || fail "nothing was planted in $2"
+	cp -a "$build/root" "$build/guest" "$planted/$1/"
+	quietly "$tree/scripts/build-modules.sh" "$kdir" "$planted/modules" "${kbuild[@]}"
+	cp "$planted"/modules/mac_{mng,platform}.ko "$planted/$1/root/modules/"
+	root=$planted/$1/root
+	build=$planted/$1
+	pack_initramfs
+}
+
+# must_be_seen NAME RUN REPORT APPEND...: the run has to fail, and the report to be there.
+must_be_seen() {
+	use_kernel arm64 debug
+	build=$PWD/build/planted/$1
+	lane=planted-$1
+	boot "$2" 300 "$checked" "mac_run=$2" "${@:4}"
+	local status=0
+	(verdict "$2") || status=$?
+	rm -f "build/results/$lane" # a failure here is what was to come
+	if [ "$status" -eq 0 ]; then
+		echo "the run passes with the fault planted"
+		return 1
+	fi
+	grep -m 1 -E "$3" "$build/$2.guest" || { echo "no report like \"$3\""; return 1; }
+}
+
+passed=0 failed=0
+finished() {
+	if [ "$2" -eq 0 ]; then
+		passed=$((passed + 1))
+		echo "ok      $1: $(grep -E "$summary" "$jobs/$1.log" | tail -n 1)"
+	else
+		failed=$((failed + 1))
+		echo "not ok  $1:"
+		tail -n 60 "$jobs/$1.log"
+	fi
+}
+summary='^# [0-9]+ passed|cuts in|BUG:|circular|objects leak'
+
+jobs=build/debug-jobs
+rm -rf build/planted
+mkdir -p $jobs
+build_for debug
+build_for plain
+plant bounds core/mac_data.h 's/kRecordSlack = 16;/kRecordSlack = 0;/'
+plant leak core/mac_data.cc '/^void mac_data_remove/,/^}/{/platform_free(mng);/d}'
+plant order service/mac_func.cc \
+	's/^    const mac::SpinGuard guard(config->lock);/    { const mac::SpinGuard first(g_mac_func.lock); const mac::SpinGuard second(config->lock); }\n&\n    const mac::SpinGuard third(g_mac_func.lock);/'
+plant sleep service/mac_func.cc \
+	's/^    const mac::SpinGuard guard(config->lock);/&\n    platform_free(platform_zalloc(8));/; s/^#include "base\/log.h"/&\n#include "platform\/memory.h"/'
+echo "== kernel-arm64-debug: running"
+start failures run_checked failures 600 kmemleak=off
+start test run_checked test 600 kmemleak=off
+start power-cuts run_power_cuts
+start leaks run_checked leaks 300
+start fuzz run_checked fuzz 300 kmemleak=off
+start planted-leak must_be_seen leak leaks 'not ok .* objects leak'
+start planted-bounds must_be_seen bounds commands 'BUG: KASAN: slab-out-of-bounds' kmemleak=off
+start planted-order must_be_seen order commands 'possible circular locking dependency' kmemleak=off
+start planted-sleep must_be_seen sleep commands 'BUG: sleeping function called' kmemleak=off
+finish_all
+echo "$passed $failed" >build/results/kernel-debug
+echo "== kernel-arm64-debug: $passed passed, $failed failed"
+[ "$failed" -eq 0 ]

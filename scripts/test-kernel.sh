@@ -23,5 +23,5 @@ check_symbols
 check_modinfo
 build_initramfs
 echo "== $name: running on $media media"
-boot "$media" 300
+boot "$media" 300 loglevel=3 "mac_run=$media"
 verdict "$media"
