@@ -99,7 +99,7 @@ rm -rf build/planted
 mkdir -p $jobs
 build_for debug
 build_for plain
-plant bounds core/mac_data.h 's/kRecordSlack = 16;/kRecordSlack = 0;/'
+plant bounds core/mac_area.cc 's/platform_zalloc(u64{size} + mac::kRecordSlack)/platform_zalloc(u64{size} \/ 2)/'
 plant leak core/mac_data.cc '/^void mac_data_remove/,/^}/{/platform_free(mng);/d}'
 plant order service/mac_func.cc \
 	's/^    const mac::SpinGuard guard(config->lock);/    { const mac::SpinGuard first(g_mac_func.lock); const mac::SpinGuard second(config->lock); }\n&\n    const mac::SpinGuard third(g_mac_func.lock);/'
