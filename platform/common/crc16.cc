@@ -109,16 +109,19 @@ const Crc16Variant* crc16_find(const char* name) {
     return nullptr;
 }
 
+// A row is linear: the entries of the eight single bits give all others.
 void Crc16::select(const Crc16Variant& variant) {
     variant_ = &variant;
     start_ = variant.reflected ? reflect(variant.init) : variant.init;
-    for (u32 byte = 0; byte < 256; ++byte) table_[0][byte] = shift_byte(byte, variant);
-    for (size_t row = 1; row < kSlices; ++row) {
-        for (u32 byte = 0; byte < 256; ++byte) {
-            const u32 crc = table_[row - 1][byte];
-            const u32 next = variant.reflected ? table_[0][crc & 0xff] ^ crc >> 8
-                                               : table_[0][crc >> 8] ^ crc << 8;
-            table_[row][byte] = static_cast<u16>(next);
+    for (size_t row = 0; row < kSlices; ++row) {
+        for (u32 bit = 1; bit < 256; bit <<= 1) {
+            const u32 crc = row == 0 ? 0 : table_[row - 1][bit];
+            const u32 entry = row == 0            ? shift_byte(bit, variant)
+                              : variant.reflected ? table_[0][crc & 0xff] ^ crc >> 8
+                                                  : table_[0][crc >> 8] ^ crc << 8;
+            for (u32 low = 0; low < bit; ++low) {
+                table_[row][bit + low] = static_cast<u16>(entry ^ table_[row][low]);
+            }
         }
     }
 }

@@ -44,17 +44,18 @@ Environment::~Environment() = default;
 
 u32 Environment::load(Loaded* loaded) {
     const u32 size = geometry_.size;
-    std::vector<u8> images[2];
+    std::unique_ptr<u8[]> images[2];
     platform::EnvCopy copies_found[2] = {{platform::EnvState::kDamaged, 0},
                                          {platform::EnvState::kDamaged, 0}};
     for (u32 i = 0; i < copies(); ++i) {
-        images[i].resize(size);
+        images[i] = std::make_unique_for_overwrite<u8[]>(size);
+        const Bytes bytes(images[i].get(), size);
         // A read that fails once is tried again: a count that cannot be read would pass
         // for one that is not there, and that means 16 addresses.
-        u32 result = medium_->read(geometry_.offset[i], images[i]);
-        if (result != 0) result = medium_->read(geometry_.offset[i], images[i]);
+        u32 result = medium_->read(geometry_.offset[i], bytes);
+        if (result != 0) result = medium_->read(geometry_.offset[i], bytes);
         if (result != 0) return result;
-        copies_found[i] = platform::env_inspect(images[i].data(), size, geometry_.flags);
+        copies_found[i] = platform::env_inspect(images[i].get(), size, geometry_.flags);
     }
     const int current = platform::env_choose(copies_found[0], copies_found[1], geometry_.flags);
     if (current >= 0) {
@@ -66,7 +67,7 @@ u32 Environment::load(Loaded* loaded) {
     for (u32 i = 0; i < copies(); ++i) {
         if (copies_found[i].state != platform::EnvState::kErased) return SERVICE_ENV_DAMAGED;
     }
-    loaded->image.assign(size, 0);
+    loaded->image = std::make_unique<u8[]>(size);
     loaded->current = -1;
     loaded->flag = 0;
     return 0;
@@ -75,8 +76,9 @@ u32 Environment::load(Loaded* loaded) {
 u32 Environment::store(Loaded& working) {
     const u32 target = redundant() && working.current == 0 ? 1 : 0;
     const u8 flag = platform::env_next_flag(geometry_.flags, working.flag);
-    platform::env_seal(working.image.data(), geometry_.size, geometry_.flags, flag);
-    const u32 result = medium_->write(geometry_.offset[target], working.image);
+    platform::env_seal(working.image.get(), geometry_.size, geometry_.flags, flag);
+    const u32 result =
+        medium_->write(geometry_.offset[target], {working.image.get(), geometry_.size});
     if (result != 0) return result;
     if (geometry_.flags != platform::EnvFlags::kBoolean || working.current < 0) return 0;
     // Both are marked active now, and the first would win: retire the old copy.
@@ -89,7 +91,7 @@ Environment::Lookup Environment::look_up(const Loaded& loaded, const char* name)
     const u32 data = platform::env_data_offset(geometry_.flags);
     Lookup found{nullptr, 0};
     found.value =
-        platform::env_find(loaded.image.data() + data, geometry_.size - data, name, &found.length);
+        platform::env_find(loaded.image.get() + data, geometry_.size - data, name, &found.length);
     return found;
 }
 
@@ -120,7 +122,7 @@ u32 Environment::set(const char* name, const char* value) {
     const Lookup found = look_up(*working_, name);
     if (found.value != nullptr && std::string_view(found.value, found.length) == value) return 0;
     const u32 data = platform::env_data_offset(geometry_.flags);
-    switch (platform::env_set(working_->image.data() + data, geometry_.size - data, name, value)) {
+    switch (platform::env_set(working_->image.get() + data, geometry_.size - data, name, value)) {
         case platform::EnvResult::kNoSpace:
             return SERVICE_ENV_FULL;
         case platform::EnvResult::kBadName:

@@ -40,8 +40,8 @@ public:
 
 private:
     struct Loaded {
-        std::vector<u8> image;
-        int current = -1;  // which copy, -1 for none
+        std::unique_ptr<u8[]> image;  // of the geometry's size
+        int current = -1;             // which copy, -1 for none
         u8 flag = 0;
         bool changed = false;
     };

@@ -35,9 +35,11 @@ private:
 // What a board remembers from one session to the next.
 struct StoredState {
     std::vector<u32> mounted;
-    std::vector<LogLine> log;
+    std::string log;  // as it is stored: most sessions only add to it
 };
 StoredState stored_state(const std::filesystem::path& board_file);
+// The lines of a stored log.
+std::vector<LogLine> parse_log(std::string_view stored);
 
 // The lock file of a board (".lock"): one process at a time works on its media.
 class BoardLock {
@@ -59,7 +61,7 @@ private:
 class Session {
 public:
     // Waits for the board's lock; throws BoardError.
-    explicit Session(const std::filesystem::path& board_file);
+    explicit Session(BoardFile file);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -74,7 +76,7 @@ private:
     std::filesystem::path state_path_;
     std::unique_ptr<BoardLock> lock_;
     std::unique_ptr<Board> board_;
-    std::vector<u32> mounted_;
+    StoredState before_;
     std::unique_ptr<Module> module_;
 };
 

@@ -24,9 +24,9 @@ struct Ring {
     // A line costs its text, a line end and a level byte.
     static u32 cost(const host::LogLine& line) { return static_cast<u32>(line.text.size()) + 2; }
 
-    void append(const host::LogLine& line) {
-        lines.push_back(line);
+    void append(host::LogLine line) {
         bytes += cost(line);
+        lines.push_back(std::move(line));
         trim();
     }
 
@@ -75,9 +75,9 @@ std::vector<LogLine> log_lines(u32 module) {
     return {ring.lines.begin(), ring.lines.end()};
 }
 
-void log_restore(const LogLine& line) {
+void log_for_each(u32 module, const std::function<void(const LogLine&)>& visit) {
     const std::lock_guard guard(log().lock);
-    log().rings[line.module].append(line);
+    for (const LogLine& line : log().rings[module].lines) visit(line);
 }
 
 u32 log_set_level(u32 level) { return std::exchange(log().level, level); }
@@ -110,9 +110,9 @@ void drv_log_record(u32 module, u32 level, u32 /*reserved*/, const char* format,
     if (level > log().level) return;
     va_list arguments;
     va_start(arguments, format);
-    const host::LogLine line{module, level, format_line(format, arguments)};
+    host::LogLine line{module, level, format_line(format, arguments)};
     va_end(arguments);
     const std::lock_guard guard(log().lock);
-    log().rings[module].append(line);
     if (log().sink) log().sink(line);
+    log().rings[module].append(std::move(line));
 }

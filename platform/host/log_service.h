@@ -24,8 +24,8 @@ using LogSink = std::function<void(const LogLine&)>;
 // The lines of a module's ring, oldest first.
 std::vector<LogLine> log_lines(u32 module);
 
-// Puts an older run's line back into a ring, without the sink.
-void log_restore(const LogLine& line);
+// The same, one by one, without a copy.
+void log_for_each(u32 module, const std::function<void(const LogLine&)>& visit);
 
 // Lines above this level are dropped before they are formatted; 3 keeps all, 0 none.
 // Returns the level before.

@@ -67,7 +67,7 @@ public:
         const host::BoardFile file = host::BoardFile::read(path_);
         const host::BoardLock lock(file, host::Access::kReadOnly);
         std::vector<LogEntry> entries;
-        for (const host::LogLine& line : host::stored_state(path_).log) {
+        for (const host::LogLine& line : host::parse_log(host::stored_state(path_).log)) {
             entries.push_back({line.level, line.text});
         }
         return entries;
@@ -96,12 +96,13 @@ public:
 private:
     void load() {
         if (session_) return;
-        const u32 level = verbose_ ? PLATFORM_LOG_DUMP : host::BoardFile::read(path_).log_level();
+        host::BoardFile file = host::BoardFile::read(path_);
+        const u32 level = verbose_ ? PLATFORM_LOG_DUMP : file.log_level();
         host::log_set_level(std::max(level, PLATFORM_LOG_NOTICE));
         host::log_set_sink([level](const host::LogLine& line) {
             if (line.level <= level) print_log(line);
         });
-        session_ = std::make_unique<host::Session>(path_);
+        session_ = std::make_unique<host::Session>(std::move(file));
         const host::Module& module = session_->module();
         if (module.status() != MAC_OK) {
             throw StartUpError("the module does not start: " + describe_status(module.status()));
