@@ -2,6 +2,7 @@
 // The scenarios in full: two cuts in a row, the table of outcomes, one run again.
 //
 //   scenarios [--depth N]     all of them; ends with "N passed, N failed"
+//   scenarios --large         single cuts in records of thousands of addresses
 //   scenarios --table         the outcomes of single cuts as Markdown
 //   scenarios --replay ID     one run, step by step
 #include <cstdio>
@@ -15,11 +16,11 @@ namespace {
 using scenario::Runner;
 using scenario::Tally;
 
-int run_all(unsigned depth) {
+int run_all(const std::vector<scenario::Setting>& settings, unsigned depth) {
     unsigned passed = 0;
     unsigned failed = 0;
     unsigned runs = 0;
-    for (const scenario::Setting& setting : scenario::settings()) {
+    for (const scenario::Setting& setting : settings) {
         for (const scenario::Action& action : scenario::actions()) {
             Runner runner(setting, action);
             runs += runner.cuts(depth).runs;
@@ -53,9 +54,16 @@ int print_table() {
     return 0;
 }
 
+std::vector<scenario::Setting> all_settings() {
+    std::vector<scenario::Setting> all = scenario::settings();
+    const auto& large = scenario::large_settings();
+    all.insert(all.end(), large.begin(), large.end());
+    return all;
+}
+
 // "SETTING:ACTION/PLAN/PLAN".
 int replay(const std::string& id) {
-    for (const scenario::Setting& setting : scenario::settings()) {
+    for (const scenario::Setting& setting : all_settings()) {
         for (const scenario::Action& action : scenario::actions()) {
             const std::string head = setting.name + ":" + action.name;
             if (id.rfind(head, 0) != 0 || (id.size() > head.size() && id[head.size()] != '/')) {
@@ -90,7 +98,10 @@ int main(int argc, char** argv) {
     if (argc == 2 && std::strcmp(argv[1], "--table") == 0) return print_table();
     if (argc == 3 && std::strcmp(argv[1], "--replay") == 0) return replay(argv[2]);
     if (argc == 3 && std::strcmp(argv[1], "--depth") == 0) {
-        return run_all(static_cast<unsigned>(std::stoul(argv[2])));
+        return run_all(scenario::settings(), static_cast<unsigned>(std::stoul(argv[2])));
     }
-    return run_all(1);
+    if (argc == 2 && std::strcmp(argv[1], "--large") == 0) {
+        return run_all(scenario::large_settings(), 1);
+    }
+    return run_all(scenario::settings(), 1);
 }

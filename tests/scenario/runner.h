@@ -32,6 +32,8 @@ struct Setting {
 };
 
 const std::vector<Setting>& settings();
+// Records of thousands of addresses: each run takes milliseconds, and there are thousands.
+const std::vector<Setting>& large_settings();
 
 // Where a copy of type 0 lies.
 struct Place {

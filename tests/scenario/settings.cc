@@ -27,18 +27,42 @@ std::string entry(unsigned type, const End& end) {
 constexpr char kTwoCopies[] = R"(redundant="1" redundant_offset="0x1000" erase="0x1000")";
 constexpr char kOneCopy[] = R"(erase="0x1000")";
 
-std::string board(const End& main, const End& spare, const char* env = kTwoCopies) {
+std::string board_of(const std::string& eeproms, const char* env, const std::string& main,
+                     const std::string& spare) {
     return fmt::format(
         R"(<board><platform>
 <flash chip="45" image="flash" size="0x4000" erase="0x1000"/>
-<eeprom chip="1" image="one" size="0x400" page="16"/>
-<eeprom chip="2" image="two" size="0x400" page="16"/>
-<env image="env" size="0x200" {}/>
+<eeprom chip="1" image="one" {0}/>
+<eeprom chip="2" image="two" {0}/>
+<env image="env" size="0x200" {1}/>
 </platform><mac_mng>
-<mac_storage_main>{}{}</mac_storage_main>
-<mac_storage_spare>{}{}</mac_storage_spare>
+<mac_storage_main>{2}</mac_storage_main>
+<mac_storage_spare>{3}</mac_storage_spare>
 </mac_mng></board>)",
-        env, entry(0, main), entry(1, main), entry(0, spare), entry(1, spare));
+        eeproms, env, main, spare);
+}
+
+std::string board(const End& main, const End& spare, const char* env = kTwoCopies) {
+    return board_of(R"(size="0x400" page="16")", env, entry(0, main) + entry(1, main),
+                    entry(0, spare) + entry(1, spare));
+}
+
+// One router record that fills most of its chip, and a small neighbour behind it.
+Setting large(unsigned num, unsigned size, unsigned page) {
+    const auto entries = [num, size](unsigned chip) {
+        return fmt::format(
+            R"(<e id="0" drv_name="drv_mac_router_in_crc" chip_id="{0}" channel="0" mac_num="{1}"/>)"
+            R"(<e id="1" drv_name="drv_mac_eeprom" chip_id="{0}" channel="{2}" mac_num="8"/>)",
+            chip, num, size - 16);
+    };
+    return {fmt::format("router of {}", num),
+            board_of(fmt::format(R"(size="{}" page="{}")", size, page), kTwoCopies, entries(1),
+                     entries(2)),
+            num,
+            num - 1,
+            true,
+            "",
+            true};
 }
 
 End eeprom(const std::string& driver, unsigned chip) { return {driver, chip, 0x24, 0x204}; }
@@ -122,6 +146,13 @@ std::vector<Action> make_actions() {
 
 const std::vector<Setting>& settings() {
     static const std::vector<Setting> list = make_settings();
+    return list;
+}
+
+const std::vector<Setting>& large_settings() {
+    // The most that fits a 24C256 with its pages, and the most that there can be.
+    static const std::vector<Setting> list = {large(5455, 0x8000, 64),
+                                              large(65534, 0x61000, 0x1000)};
     return list;
 }
 

@@ -34,7 +34,7 @@ struct NamedCall {
     const char* name;
 };
 
-// All that can fail; a spinlock cannot, and nothing asks for an MTD's size.
+// All that can fail; a spinlock cannot.
 constexpr NamedCall kCalls[] = {
     {Call::kZalloc, "record allocation"},
     {Call::kBufferAlloc, "buffer allocation"},
@@ -62,6 +62,7 @@ constexpr NamedCall kCalls[] = {
     {Call::kRangeValid, "user range"},
     {Call::kCopyFromUser, "copy from user"},
     {Call::kCopyToUser, "copy to user"},
+    {Call::kMtdSize, "mtd size"},
 };
 
 // Type 0 on flash and EEPROM, type 1 in the environment and on EEPROM, type 2 as router
