@@ -45,12 +45,25 @@ constexpr u64 text_to_number(const char* text) {
     return number;
 }
 
+struct HexPairs {
+    char digits[256][2];
+};
+
+inline constexpr HexPairs kHexPairs = [] {
+    constexpr char kDigits[] = "0123456789abcdef";
+    HexPairs pairs{};
+    for (u32 byte = 0; byte < 256; ++byte) {
+        pairs.digits[byte][0] = kDigits[byte >> 4];
+        pairs.digits[byte][1] = kDigits[byte & 0x0f];
+    }
+    return pairs;
+}();
+
 // Writes a byte as two lower-case hexadecimal digits; returns where the text
 // goes on.
 constexpr char* put_hex(char* out, u8 byte) {
-    constexpr char kDigits[] = "0123456789abcdef";
-    out[0] = kDigits[byte >> 4];
-    out[1] = kDigits[byte & 0x0f];
+    out[0] = kHexPairs.digits[byte][0];
+    out[1] = kHexPairs.digits[byte][1];
     return out + 2;
 }
 

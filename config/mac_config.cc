@@ -61,12 +61,14 @@ int mac_create_config(u32 inst, const char* name) {
 void mac_insert_config(mac_inst_config* config) {
     if (config == nullptr) return;
     const mac::SpinGuard guard(g_mac_config.lock);
-    g_mac_config.config_list.push_back(config);
+    if (!g_mac_config.config_list.push_back(config)) return;
+    g_mac_config.table.insert(config->inst_id, config);
 }
 
 void mac_remove_config(mac_inst_config* config) {
     if (config == nullptr) return;
     const mac::SpinGuard guard(g_mac_config.lock);
+    g_mac_config.table.remove(config->inst_id, config);
     g_mac_config.config_list.remove(config);
     platform_free(config);
 }
@@ -75,6 +77,7 @@ void mac_delete_config() {
     const mac::SpinGuard guard(g_mac_config.lock);
     g_mac_config.config_list.for_each([](mac_inst_config* config) {
         mac_delete_entry(config);
+        g_mac_config.table.remove(config->inst_id, config);
         g_mac_config.config_list.remove(config);
         platform_free(config);
     });
@@ -82,8 +85,8 @@ void mac_delete_config() {
 
 mac_inst_config* mac_config_find_by_instid(u32 inst) {
     const mac::SpinGuard guard(g_mac_config.lock);
-    return g_mac_config.config_list.find(
-        [inst](const mac_inst_config& config) { return config.inst_id == inst; });
+    return g_mac_config.table.find(
+        inst, [inst](const mac_inst_config& config) { return config.inst_id == inst; });
 }
 
 void mac_mutex_lock() { platform_mutex_lock(&g_mac_config.dev_mutex); }

@@ -11,6 +11,7 @@
 #define CONFIG_MAC_CONFIG_H
 
 #include "base/list.h"
+#include "base/lookup.h"
 #include "base/vocabulary.h"
 #include "config/mac_listing.h"
 #include "platform/driver_manager.h"
@@ -38,18 +39,20 @@ struct mac_inst_config {
     u32 entry_num;
     platform_spinlock lock;           // guards entry_list and entry_num
     mac::List<mac_entry> entry_list;  // in insertion order
+    mac_inst_config* same_hash;       // of the registry's table
 };
 
 struct mac_config_registry {
     mac::List<mac_inst_config> config_list;
     u32 module_id;
     char name[mac::kNameUsr];
-    u32 max_num;                           // 16; nothing reads it
-    platform_spinlock lock;                // guards config_list
-    platform_mutex dev_mutex;              // held around every control command
-    mac::List<mac_cfg_entry> cfg_list;     // configuration listing
-    mac::List<mac_type_status> type_list;  // MAC type listing
-    platform_mutex show_mutex;             // held while a listing walks
+    u32 max_num;                                  // 16; nothing reads it
+    mac::LookupTable<mac_inst_config, 64> table;  // by instance
+    platform_spinlock lock;                       // guards config_list and table
+    platform_mutex dev_mutex;                     // held around every control command
+    mac::List<mac_cfg_entry> cfg_list;            // configuration listing
+    mac::List<mac_type_status> type_list;         // MAC type listing
+    platform_mutex show_mutex;                    // held while a listing walks
 };
 
 extern mac_config_registry g_mac_config;

@@ -6,7 +6,13 @@
 #include "base/status.h"
 #include "core/mac_area.h"
 
-constinit mac::Registry<mac_inst_mng> g_mac_func{};
+constinit mac_data_registry g_mac_func{};
+
+namespace {
+
+u32 key_of(u32 inst, u32 type) { return inst * 128 + type; }
+
+}  // namespace
 
 int mac_data_create(u32 inst, u32 type) {
     if (mac_data_find_by_instid(inst, type) != nullptr) {
@@ -32,12 +38,13 @@ int mac_data_create(u32 inst, u32 type) {
 void mac_data_insert(mac_inst_mng* mng) {
     if (mng == nullptr) return;
     const mac::SpinGuard guard(g_mac_func.lock);
-    g_mac_func.list.push_back(mng);
+    if (!g_mac_func.list.push_back(mng)) return;
+    g_mac_func.table.insert(key_of(mng->inst_id, mng->mac_type), mng);
 }
 
 mac_inst_mng* mac_data_find_by_instid(u32 inst, u32 type) {
     const mac::SpinGuard guard(g_mac_func.lock);
-    return g_mac_func.list.find([inst, type](const mac_inst_mng& mng) {
+    return g_mac_func.table.find(key_of(inst, type), [inst, type](const mac_inst_mng& mng) {
         return mng.inst_id == inst && mng.mac_type == type;
     });
 }
@@ -45,6 +52,7 @@ mac_inst_mng* mac_data_find_by_instid(u32 inst, u32 type) {
 void mac_data_remove(mac_inst_mng* mng) {
     if (mng == nullptr) return;
     const mac::SpinGuard guard(g_mac_func.lock);
+    g_mac_func.table.remove(key_of(mng->inst_id, mng->mac_type), mng);
     g_mac_func.list.remove(mng);
     platform_free(mng);
 }
@@ -54,6 +62,7 @@ void mac_data_delete() {
     g_mac_func.list.for_each([](mac_inst_mng* mng) {
         mac_area_delete(mng, mac::kMainArea);
         mac_area_delete(mng, mac::kSpareArea);
+        g_mac_func.table.remove(key_of(mng->inst_id, mng->mac_type), mng);
         g_mac_func.list.remove(mng);
         platform_free(mng);
     });

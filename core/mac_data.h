@@ -10,6 +10,7 @@
 #ifndef CORE_MAC_DATA_H
 #define CORE_MAC_DATA_H
 
+#include "base/lookup.h"
 #include "base/registry.h"
 #include "base/vocabulary.h"
 
@@ -34,10 +35,14 @@ struct mac_inst_mng {
     u32 inst_id;
     u32 mac_type;
     mac_area area[mac::kAreaCount];  // main, spare
+    mac_inst_mng* same_hash;         // of the registry's table
 };
 
 // All data sets of all instances, in the order of their creation.
-extern mac::Registry<mac_inst_mng> g_mac_func;
+struct mac_data_registry : mac::Registry<mac_inst_mng> {
+    mac::LookupTable<mac_inst_mng, 256> table;  // by instance and type; the lock guards it too
+};
+extern mac_data_registry g_mac_func;
 
 namespace mac {
 

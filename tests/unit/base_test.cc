@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 #include "base/guard.h"
 #include "base/list.h"
+#include "base/lookup.h"
 #include "base/text.h"
 #include "mac_mng/mac_status.h"
 #include "platform/host/memory_service.h"
@@ -113,6 +114,32 @@ TEST_F(GuardTest, HeapRecord_FreesUnlessReleased) {
 TEST_F(GuardTest, ControlBuffer_OfZeroBytes_IsABuffer) {
     const mac::ControlBuffer buffer(0);
     EXPECT_TRUE(buffer);
+}
+
+struct Keyed {
+    u32 key;
+    int value;
+    Keyed* same_hash;
+};
+
+TEST(LookupTable, FindsTheFirstOfAKey_AmongManyOfOneHash) {
+    mac::LookupTable<Keyed, 2> table{};
+    Keyed records[64] = {};
+    for (u32 i = 0; i < 64; ++i) {
+        records[i] = {i % 32, static_cast<int>(i), nullptr};
+        table.insert(records[i].key, &records[i]);
+    }
+    const auto find = [&table](u32 key) {
+        return table.find(key, [key](const Keyed& record) { return record.key == key; });
+    };
+    for (u32 key = 0; key < 32; ++key) EXPECT_EQ(find(key), &records[key]);
+    EXPECT_EQ(find(32), nullptr);
+    for (u32 key = 0; key < 32; ++key) table.remove(key, &records[key]);
+    for (u32 key = 0; key < 32; ++key) EXPECT_EQ(find(key), &records[key + 32]);
+    table.remove(5, &records[5]);  // not in it any more
+    table.remove(5, &records[37]);
+    EXPECT_EQ(find(5), nullptr);
+    EXPECT_EQ(find(6), &records[38]);
 }
 
 TEST(Text, EqualityCoversTheTerminator) {

@@ -162,4 +162,22 @@ TEST_F(MacMesg, Dump_NullBuffer_LogsNothing) {
     EXPECT_EQ(take_log(), Log{});
 }
 
+TEST_F(MacMesg, Fill_IsThatManyIncrements_AndNothingBehind) {
+    for (const char* base : {"000000000000", "0211223344fe", "02fffffffffe", "fffffffffffe"}) {
+        for (const u32 count : {0u, 1u, 2u, 3u, 255u, 256u, 1000u}) {
+            test::Record out(6 * count + 2, 0x5a);
+            mac_data_fill(test::bytes(base).data(), count, out.data());
+            for (u32 i = 0; i < count; ++i) {
+                u8 expected[6];
+                mac_data_incr(test::bytes(base).data(), i, expected, 6);
+                ASSERT_EQ(test::Record(out.begin() + 6 * i, out.begin() + 6 * i + 6),
+                          test::Record(expected, expected + 6))
+                    << base << i;
+            }
+            EXPECT_EQ(out[6 * count], 0x5a);
+            EXPECT_EQ(out[6 * count + 1], 0x5a);
+        }
+    }
+}
+
 }  // namespace
