@@ -92,8 +92,6 @@ u32 get_mac_list(u32 inst, u32 type, u32 count, u8* out, u32 out_len) {
         mac_log_error("mac inst 0x%x get type[%d] info size err %d-%d.", inst, type, out_len, size);
         return MAC_FAULT;
     }
-    for (u32 i = 0; i < count; ++i) {
-        mac_data_incr(base, i, out + u64{mac::kMacLength} * i, mac::kMacLength * 2);
-    }
+    mac_data_fill(base, count, out);
     return MAC_OK;
 }

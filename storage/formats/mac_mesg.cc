@@ -4,6 +4,18 @@
 #include "base/log.h"
 #include "base/text.h"
 
+namespace {
+
+// One store: byte by byte it would be the slowest part of a list.
+void store_u64(u8* bytes, u64 value) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    value = __builtin_bswap64(value);
+#endif
+    __builtin_memcpy(bytes, &value, sizeof(value));
+}
+
+}  // namespace
+
 void mac_mesg_set_u16(u8* bytes, u32 value) {
     if (bytes == nullptr) return;
     bytes[0] = static_cast<u8>(value >> 8);
@@ -85,4 +97,17 @@ void mac_data_incr(const u8* base, u32 index, u8* out, u32 /*out_size*/) {
     u64 value = 0;
     mac_mesg_get_u48(base, &value);
     mac_mesg_set_u48(out, value + index);
+}
+
+void mac_data_fill(const u8* base, u32 count, u8* out) {
+    if (count == 0) return;
+    u64 value = 0;
+    mac_mesg_get_u48(base, &value);
+    // The address in the upper six bytes, so that it wraps where it has to. Eight bytes
+    // are stored at a time; the two too many are those of the next address.
+    u64 shifted = value << 16;
+    for (; count > 1; --count, shifted += 1u << 16, out += mac::kMacLength) {
+        store_u64(out, shifted);
+    }
+    mac_mesg_set_u48(out, shifted >> 16);
 }

@@ -33,6 +33,10 @@ void mac_mesg_dump(u32 inst, const char* name, u32 rw, const u8* buf, u32 len);
 // wrapping at the end. A null base counts as zero. out_size is not used.
 void mac_data_incr(const u8* base, u32 index, u8* out, u32 out_size);
 
+// The first `count` addresses from base on, one behind the other: what that many
+// mac_data_incr() give, `out` having room for 6 * count bytes.
+void mac_data_fill(const u8* base, u32 count, u8* out);
+
 // The loaders behind mac_mesg_get_u32 and mac_mesg_get_u64, without the null
 // test; the formats read their tags with them.
 inline void mac_mesg_load_u32(const u8* bytes, u32* value) {

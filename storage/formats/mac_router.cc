@@ -46,10 +46,7 @@ u32 set_format(const u8* mac, u32 num, u8* buf, u32 buf_len, u64* flag, u32* crc
     mac_mesg_set_u32(buf, trailer_at - kTagAt);
     mac_router_incrc_get_flag(flag);
     mac_mesg_set_u64(buf + kTagAt, *flag);
-    u8* address = buf + kListAt;
-    for (u32 i = 0; i < num; ++i, address += mac::kMacLength) {
-        mac_data_incr(mac, i, address, mac::kMacLength);
-    }
+    mac_data_fill(mac, num, buf + kListAt);
     *crc = Trailer::written(buf, trailer_at);
     mac_mesg_set_u32(buf + trailer_at, *crc);
     return MAC_OK;
