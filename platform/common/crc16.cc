@@ -129,28 +129,30 @@ void Crc16::select(const Crc16Variant& variant) {
 // The register is folded into the first two bytes of a block; then every byte of
 // the block contributes by its distance from the block's end, each look-up
 // independent of the others.
+template <bool kReflected, size_t kBlock>
+u32 Crc16::fold(u32 crc, const u8* data) const {
+    const u32 first = kReflected ? crc & 0xff : crc >> 8;
+    const u32 second = kReflected ? crc >> 8 : crc & 0xff;
+    u32 next = table_[kBlock - 1][data[0] ^ first] ^ table_[kBlock - 2][data[1] ^ second];
+#pragma GCC unroll 14
+    for (size_t i = 2; i < kBlock; ++i) next ^= table_[kBlock - 1 - i][data[i]];
+    return next;
+}
+
 template <bool kReflected>
 u32 Crc16::run(const u8* data, size_t length) const {
     u32 crc = start_;
-    while (length >= 2) {
-        const size_t block = length < kSlices ? length : kSlices;
-        const u32 first = kReflected ? crc & 0xff : crc >> 8;
-        const u32 second = kReflected ? crc >> 8 : crc & 0xff;
-        u32 next = table_[block - 1][data[0] ^ first];
-        next ^= table_[block - 2][data[1] ^ second];
-        if (block == kSlices) {
-#pragma GCC unroll 14
-            for (size_t i = 2; i < kSlices; ++i) next ^= table_[kSlices - 1 - i][data[i]];
-        } else {
-            for (size_t i = 2; i < block; ++i) next ^= table_[block - 1 - i][data[i]];
-        }
-        crc = next;
-        data += block;
-        length -= block;
+    for (; length >= kSlices; data += kSlices, length -= kSlices) {
+        crc = fold<kReflected, kSlices>(crc, data);
     }
-    if (length == 0) return crc;
-    return kReflected ? table_[0][(crc ^ data[0]) & 0xff] ^ crc >> 8
-                      : table_[0][crc >> 8 ^ data[0]] ^ (crc << 8 & 0xff00);
+    // What a Qolt record checks.
+    if (length == 14) return fold<kReflected, 14>(crc, data);
+    for (; length >= 4; data += 4, length -= 4) crc = fold<kReflected, 4>(crc, data);
+    for (; length != 0; ++data, --length) {
+        crc = kReflected ? table_[0][(crc ^ data[0]) & 0xff] ^ crc >> 8
+                         : table_[0][crc >> 8 ^ data[0]] ^ (crc << 8 & 0xff00);
+    }
+    return crc;
 }
 
 u16 Crc16::value(const u8* data, size_t length) const {

@@ -40,6 +40,8 @@ public:
     u16 value(const u8* data, size_t length) const;
 
 private:
+    template <bool kReflected, size_t kBlock>
+    u32 fold(u32 crc, const u8* data) const;
     template <bool kReflected>
     u32 run(const u8* data, size_t length) const;
 
