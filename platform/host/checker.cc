@@ -7,29 +7,27 @@
 
 namespace host {
 
-namespace {
-
-thread_local unsigned spinlocks_held = 0;
-
-}  // namespace
+Faults g_faults;
 
 void Faults::fail(Call call, unsigned nth, u32 code, unsigned times) {
     const unsigned first = uses(call) + nth;
     plans_.insert({call, {first, first + times - 1, code}});
+    planned_ = true;
 }
 
 void Faults::at_use(Call call, unsigned nth, std::function<void()> action) {
     actions_[{call, uses(call) + nth}] = std::move(action);
+    planned_ = true;
 }
 
 void Faults::clear() {
     uses_.fill(0);
     plans_.clear();
     actions_.clear();
+    planned_ = false;
 }
 
-bool Faults::hit(Call call, u32* code) {
-    const unsigned use = ++uses_[index(call)];
+bool Faults::happens(Call call, unsigned use, u32* code) {
     if (const auto found = actions_.find({call, use}); found != actions_.end()) {
         const std::function<void()> action = std::move(found->second);
         actions_.erase(found);
@@ -42,11 +40,6 @@ bool Faults::hit(Call call, u32* code) {
         return true;
     }
     return false;
-}
-
-Faults& faults() {
-    static Faults instance;
-    return instance;
 }
 
 void violation(const char* format, ...) {
@@ -62,8 +55,5 @@ void violation(const char* format, ...) {
 void might_sleep(const char* what) {
     if (spinlocks_held != 0) violation("%s may sleep, but a spinlock is held", what);
 }
-
-void spinlock_taken() { ++spinlocks_held; }
-void spinlock_released() { --spinlocks_held; }
 
 }  // namespace host

@@ -64,7 +64,10 @@ public:
 
     // For the services: counts a use and says whether it fails. With a code, that
     // of the failure is stored there.
-    bool hit(Call call, u32* code = nullptr);
+    bool hit(Call call, u32* code = nullptr) {
+        const unsigned use = ++uses_[index(call)];
+        return planned_ && happens(call, use, code);
+    }
 
 private:
     struct Plan {
@@ -73,15 +76,19 @@ private:
         u32 code;
     };
 
+    bool happens(Call call, unsigned use, u32* code);
+
     static constexpr std::size_t kCalls = static_cast<std::size_t>(Call::kCount);
     static std::size_t index(Call call) { return static_cast<std::size_t>(call); }
 
     std::array<unsigned, kCalls> uses_{};
+    bool planned_ = false;  // anything at all
     std::multimap<Call, Plan> plans_;
     std::map<std::pair<Call, unsigned>, std::function<void()>> actions_;
 };
 
-Faults& faults();
+extern Faults g_faults;
+inline Faults& faults() { return g_faults; }
 
 // Ends the process: the system broke a rule.
 [[noreturn]] void violation(const char* format, ...) __attribute__((format(printf, 1, 2)));
@@ -89,9 +96,8 @@ Faults& faults();
 // To be called by everything that may sleep: aborts under a spinlock.
 void might_sleep(const char* what);
 
-// The calling thread took or released a spinlock.
-void spinlock_taken();
-void spinlock_released();
+// How many spinlocks the calling thread holds.
+inline constinit thread_local unsigned spinlocks_held = 0;
 
 }  // namespace host
 

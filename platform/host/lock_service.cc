@@ -2,6 +2,7 @@
 // Locks that know their owner and abort on recursion, on use before set-up, on
 // unlock by another thread and on sleeping under a spinlock.
 #include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -15,11 +16,13 @@ namespace {
 constexpr u32 kSpinMagic = 0x7370696e;
 constexpr u32 kMutexMagic = 0x6d757478;
 
+constinit std::atomic<u32> last_thread{0};
+constinit thread_local u32 own_thread = 0;
+
 // 0 is nobody.
 u32 this_thread() {
-    static std::atomic<u32> next{1};
-    thread_local const u32 id = next++;
-    return id;
+    if (own_thread == 0) own_thread = ++last_thread;
+    return own_thread;
 }
 
 struct HostLock {
@@ -45,20 +48,19 @@ void set_up(Lock* lock, u32 magic, const char* name) {
     pthread_mutex_init(&host_lock.mutex, nullptr);
 }
 
-void take(HostLock& lock, u32 magic) {
-    if (lock.magic != magic) host::violation("lock taken before it was set up");
-    if (lock.owner == this_thread()) host::violation("lock %s taken twice", lock.name);
-    pthread_mutex_lock(&lock.mutex);
-    lock.owner = this_thread();
+void must_not_own(const HostLock& lock, u32 self) {
+    if (lock.owner == self) host::violation("lock %s taken twice", lock.name);
 }
 
-void release(HostLock& lock, u32 magic) {
+void must_be_set_up(const HostLock& lock, u32 magic) {
+    if (lock.magic != magic) host::violation("lock taken before it was set up");
+}
+
+void may_release(const HostLock& lock, u32 magic) {
     if (lock.magic != magic) host::violation("lock released before it was set up");
     if (lock.owner != this_thread()) {
         host::violation("lock %s released by a thread that does not hold it", lock.name);
     }
-    lock.owner = 0;
-    pthread_mutex_unlock(&lock.mutex);
 }
 
 }  // namespace
@@ -69,15 +71,24 @@ void platform_spin_init(platform_spinlock* lock, const char* name) {
 
 unsigned long platform_spin_lock_irqsave(platform_spinlock* lock) {
     (void)host::faults().hit(host::Call::kSpinLock);
-    take(body(lock), kSpinMagic);
-    host::spinlock_taken();
+    HostLock& host_lock = body(lock);
+    must_be_set_up(host_lock, kSpinMagic);
+    const u32 self = this_thread();
+    // The owner is the lock: held for a few instructions, and taken some thirty times to
+    // read a block.
+    for (u32 nobody = 0; !host_lock.owner.compare_exchange_strong(nobody, self); nobody = 0) {
+        must_not_own(host_lock, self);
+        sched_yield();
+    }
+    ++host::spinlocks_held;
     return 1;
 }
 
 void platform_spin_unlock_irqrestore(platform_spinlock* lock, unsigned long flags) {
     if (flags != 1) host::violation("spinlock released with another lock's interrupt state");
-    release(body(lock), kSpinMagic);
-    host::spinlock_released();
+    may_release(body(lock), kSpinMagic);
+    body(lock).owner = 0;
+    --host::spinlocks_held;
 }
 
 void platform_mutex_init(platform_mutex* mutex, const char* name) {
@@ -86,7 +97,17 @@ void platform_mutex_init(platform_mutex* mutex, const char* name) {
 
 void platform_mutex_lock(platform_mutex* mutex) {
     host::might_sleep("platform_mutex_lock");
-    take(body(mutex), kMutexMagic);
+    HostLock& host_lock = body(mutex);
+    must_be_set_up(host_lock, kMutexMagic);
+    const u32 self = this_thread();
+    must_not_own(host_lock, self);
+    pthread_mutex_lock(&host_lock.mutex);
+    host_lock.owner = self;
 }
 
-void platform_mutex_unlock(platform_mutex* mutex) { release(body(mutex), kMutexMagic); }
+void platform_mutex_unlock(platform_mutex* mutex) {
+    HostLock& host_lock = body(mutex);
+    may_release(host_lock, kMutexMagic);
+    host_lock.owner = 0;
+    pthread_mutex_unlock(&host_lock.mutex);
+}
