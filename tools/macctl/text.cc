@@ -33,12 +33,47 @@ constexpr char kUtf8Colon[] = "\xef\xbc\x9a";
 
 }  // namespace
 
-std::string format_address(const u8* address) {
-    return fmt::format("{:02x}:{:02x}:{:02x}:{:02x}:{:02x}:{:02x}", address[0], address[1],
-                       address[2], address[3], address[4], address[5]);
+AddressText address_text(const u8* address) {
+    AddressText text;
+    char* at = text.data();
+    for (size_t i = 0; i < 6; ++i) {
+        at = mac::put_hex(at, address[i]);
+        *at++ = i < 5 ? ':' : '\0';
+    }
+    return text;
 }
 
+std::string format_address(const u8* address) { return address_text(address).data(); }
+
+namespace {
+
+constexpr std::array<u8, 256> kDigitValues = [] {
+    std::array<u8, 256> values{};
+    for (u32 i = 0; i < 256; ++i) {
+        values[i] = static_cast<u8>(mac::digit_value(static_cast<char>(i)));
+    }
+    return values;
+}();
+
+u32 digit_at(const std::string& text, size_t at) { return kDigitValues[static_cast<u8>(text[at])]; }
+
+// The usual spelling, which most texts have; whatever else it is takes a closer look.
+std::optional<MacAddress> parse_usual(const std::string& text) {
+    if (text.size() != 17) return std::nullopt;
+    MacAddress address;
+    for (size_t i = 0; i < 6; ++i) {
+        const u32 high = digit_at(text, 3 * i);
+        const u32 low = digit_at(text, 3 * i + 1);
+        if ((high | low) > 15 || (i < 5 && text[3 * i + 2] != ':')) return std::nullopt;
+        address[i] = static_cast<u8>(high * 16 + low);
+    }
+    return address;
+}
+
+}  // namespace
+
 std::optional<MacAddress> parse_address(const std::string& text, std::string* error) {
+    if (const auto usual = parse_usual(text)) return usual;
     const auto refuse = [&](const std::string& reason) {
         *error = fmt::format(
             "\"{}\" is no MAC address: {}; expected six two-digit groups joined by ':', '-' or "

@@ -14,6 +14,8 @@ namespace macctl {
 using MacAddress = std::array<u8, 6>;
 
 // Six bytes in lower case, joined by ':'.
+using AddressText = std::array<char, 18>;  // terminated
+AddressText address_text(const u8* address);
 std::string format_address(const u8* address);
 
 // An address of six two-digit groups joined by ':', '-' or '.', or three

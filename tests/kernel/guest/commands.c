@@ -21,6 +21,12 @@ uint32_t command(int fd, unsigned int number, void *record)
 	return (uint32_t)result;
 }
 
+bool documented(uint32_t status)
+{
+	return status == 0 || status == (uint32_t)MAC_FAIL || status == (uint32_t)MAC_FAULT ||
+	       status >> 16 == 0x8116 || status >> 8 == 0x820000;
+}
+
 void expect(int fd, const char *what, unsigned int number, void *record, uint32_t expected)
 {
 	uint32_t found = command(fd, number, record);

@@ -55,13 +55,6 @@ static void prepare(void)
 	ok(fail_nth >= 0, "the kernel injects failures");
 }
 
-/* 0, a result of the module's own, or a code of a platform service. */
-static bool documented(uint32_t status)
-{
-	return status == 0 || status == (uint32_t)MAC_FAIL || status == (uint32_t)MAC_FAULT ||
-	       status >> 16 == 0x8116 || status >> 8 == 0x820000;
-}
-
 /* What each call is, as often as it is made. */
 struct request {
 	const char *name;

@@ -156,12 +156,6 @@ static uint32_t issue(int fd, const struct input *input)
 	return result == -1 && errno ? (uint32_t)-errno : (uint32_t)result;
 }
 
-static bool documented(uint32_t status)
-{
-	return status == 0 || status == (uint32_t)MAC_FAIL || status == (uint32_t)MAC_FAULT ||
-	       status >> 16 == 0x8116 || status >> 8 == 0x820000;
-}
-
 void fuzz_device(void)
 {
 	struct mac_ioctl_address record = address(0, 8, "\x02\x00\x00\x00\x00\x01");

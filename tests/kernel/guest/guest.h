@@ -55,6 +55,8 @@ int run(const char *program, const char *argument, const char *more);
 
 /* A command's status: results -14 and -1 come back as errno. */
 uint32_t command(int fd, unsigned int number, void *record);
+/* 0, a result of the module's own, or a code of a platform service. */
+bool documented(uint32_t status);
 void expect(int fd, const char *what, unsigned int number, void *record, uint32_t expected);
 struct mac_ioctl_address address(uint32_t type, uint32_t num, const char *bytes);
 /* All twelve commands and their refusals; the program's exit status. */
