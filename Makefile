@@ -3,7 +3,7 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help scenarios replay soak mutants fuzz test-kernel test-kernels test-kernel-debug packages-kernel packages-kernel-debug modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help bench bench-check packages-bench scenarios replay soak mutants fuzz test-kernel test-kernels test-kernel-debug packages-kernel packages-kernel-debug modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
@@ -17,6 +17,7 @@ help:
 	@echo "make test-kernel-debug   on kernels that check themselves: failing allocations, leaks, locks,"
 	@echo "                   coverage-guided fuzzing, power cuts of a machine with CFI flash"
 	@echo "make fuzz          fuzzers of everything that reads hostile input"
+	@echo "make bench         measure, and write docs/benchmarks.md; make bench-check: counts that rose"
 	@echo "make scenarios     power cuts, two in a row, and failing media; make replay ID=... for one"
 	@echo "make soak          macctl killed while it writes, 1000 times"
 	@echo "make mutants       builds with one planted fault each, which have to be caught"
@@ -33,6 +34,8 @@ packages-kernel:
 	@scripts/install-packages.sh kernel
 packages-kernel-debug:
 	@scripts/install-packages.sh kernel-debug
+packages-bench:
+	@scripts/install-packages.sh bench
 packages-all:
 	@scripts/install-packages.sh all
 
@@ -81,6 +84,12 @@ test-kernel-debug: packages-kernel-debug
 # MAC_FUZZ_SECONDS for each target.
 fuzz: packages-test
 	@scripts/fuzz.sh
+
+# Exact counts of instructions against those on record; all of it, and the report.
+bench-check: packages-bench
+	@scripts/bench.sh check
+bench: packages-bench
+	@scripts/bench.sh write
 
 # Power cuts and failing media in full; one run again by its id.
 scenarios: packages-test

@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# Installs the packages of a purpose (demo, test, kernel, kernel-debug, all) that are missing, as root or
+# Installs the packages of a purpose (demo, test, kernel, kernel-debug, bench, all) that are missing, as root or
 # with sudo. Does nothing, and asks for nothing, when all are there.
 set -eu
 # shellcheck source=scripts/packages.sh
@@ -11,9 +11,10 @@ demo) packages=$PACKAGES_DEMO ;;
 test) packages=$PACKAGES_TEST ;;
 kernel) packages=$PACKAGES_KERNEL ;;
 kernel-debug) packages=$PACKAGES_KERNEL_DEBUG ;;
+bench) packages=$PACKAGES_BENCH ;;
 all) packages=$PACKAGES_ALL ;;
 *)
-	echo "usage: install-packages.sh demo|test|kernel|kernel-debug|all" >&2
+	echo "usage: install-packages.sh demo|test|kernel|kernel-debug|bench|all" >&2
 	exit 2
 	;;
 esac

@@ -106,6 +106,7 @@ void mac_data_fill(const u8* base, u32 count, u8* out) {
     // The address in the upper six bytes, so that it wraps where it has to. Eight bytes
     // are stored at a time; the two too many are those of the next address.
     u64 shifted = value << 16;
+#pragma GCC unroll 4
     for (; count > 1; --count, shifted += 1u << 16, out += mac::kMacLength) {
         store_u64(out, shifted);
     }

@@ -58,22 +58,26 @@ constexpr std::array<u8, 256> kDigitValues = [] {
 u32 digit_at(const std::string& text, size_t at) { return kDigitValues[static_cast<u8>(text[at])]; }
 
 // The usual spelling, which most texts have; whatever else it is takes a closer look.
-std::optional<MacAddress> parse_usual(const std::string& text) {
-    if (text.size() != 17) return std::nullopt;
-    MacAddress address;
+bool parse_usual(const std::string& text, MacAddress* address) {
+    if (text.size() != 17) return false;
+    u32 wrong = 0;
+#pragma GCC unroll 6
     for (size_t i = 0; i < 6; ++i) {
         const u32 high = digit_at(text, 3 * i);
         const u32 low = digit_at(text, 3 * i + 1);
-        if ((high | low) > 15 || (i < 5 && text[3 * i + 2] != ':')) return std::nullopt;
-        address[i] = static_cast<u8>(high * 16 + low);
+        if (i < 5) wrong |= static_cast<u32>(text[3 * i + 2] ^ ':');
+        wrong |= (high | low) & ~15u;
+        (*address)[i] = static_cast<u8>(high << 4 | low);
     }
-    return address;
+    return wrong == 0;
 }
 
 }  // namespace
 
 std::optional<MacAddress> parse_address(const std::string& text, std::string* error) {
-    if (const auto usual = parse_usual(text)) return usual;
+    MacAddress address{};
+    if (parse_usual(text, &address)) return address;
+    address = {};
     const auto refuse = [&](const std::string& reason) {
         *error = fmt::format(
             "\"{}\" is no MAC address: {}; expected six two-digit groups joined by ':', '-' or "
@@ -85,7 +89,6 @@ std::optional<MacAddress> parse_address(const std::string& text, std::string* er
     if (separator_at == std::string::npos) return refuse("it has no separators");
     const char separator = text[separator_at];
     const size_t group = separator == '.' && separator_at == 4 ? 4 : 2;
-    MacAddress address{};
     size_t digits = 0;
     for (size_t i = 0; i < text.size(); ++i) {
         if (i % (group + 1) == group) {

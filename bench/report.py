@@ -1,0 +1,173 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
+"""Benchmarks: exact counts against those on record, and the report.
+
+    report.py check PROGRAMS MACCTL     fails on a count that rose by more than 3 %
+    report.py write PROGRAMS MACCTL     docs/benchmarks.md, its plots, and the record
+
+PROGRAMS is the folder with bench_counts and bench_times.
+"""
+import json
+import os
+import pathlib
+import platform
+import subprocess
+import sys
+
+import measure
+import plot
+
+ROOT = pathlib.Path(__file__).parent.parent
+RECORD = ROOT / "bench" / "record.json"
+PAGE = ROOT / "docs" / "benchmarks.md"
+PLOTS = ROOT / "docs" / "benchmarks"
+RISE = 1.03
+INSTANCES = (1, 2, 4, 16, 64, 256, 1024)
+# What is aimed at: the workload, the limit, and in what.
+TARGETS = [
+    ("get base address, 1 mounted", 4000, "instructions"),
+    ("get base address, 16 mounted", 8000, "instructions"),
+    ("log line, filtered", 30, "ns"),
+    ("log line, kept", 300, "ns"),
+    ("crc16 IBM-3740 of 14", 10, "ns"),
+    ("address to text", 12, "ns"),
+    ("text to address", 20, "ns"),
+]
+
+
+def all_counts(programs, macctl, peers):
+    workloads = measure.workload_counts(programs / "bench_counts")
+    counts = {name: round(row["instructions"], 1) for name, row in workloads.items()}
+    readers = ("macctl", "fw_printenv") if peers else ("macctl",)
+    counts.update(measure.process_counts(macctl, readers))
+    return workloads, counts
+
+
+def ours(name):
+    return not name.startswith(("ISA-L", "memcpy", "naive")) and not name.endswith("fw_printenv")
+
+
+def check(programs, macctl):
+    record = json.loads(RECORD.read_text())["instructions"]
+    _, counts = all_counts(programs, macctl, peers=False)
+    bad = 0
+    for name, count in counts.items():
+        if not ours(name):
+            continue
+        if name not in record:
+            print(f"not ok  {name}: not on record")
+            bad += 1
+        elif count > record[name] * RISE:
+            print(f"not ok  {name}: {count:.0f} instructions, {record[name]:.0f} on record")
+            bad += 1
+    good = sum(map(ours, counts)) - bad
+    print(f"== bench-check: {good} passed, {bad} failed")
+    results = ROOT / "build" / "results"
+    results.mkdir(parents=True, exist_ok=True)
+    (results / "bench-check").write_text(f"{good} {bad}\n")
+    sys.exit(bad != 0)
+
+
+def number(value):
+    return f"{value:.0f}" if value >= 100 else f"{value:.1f}"
+
+
+def spread(times):
+    return f"{number(times[0])} ({number(times[1])}–{number(times[2])})"
+
+
+def table(head, rows):
+    lines = ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
+    return "\n".join(lines + ["| " + " | ".join(row) + " |" for row in rows]) + "\n"
+
+
+def targets(counts, times):
+    rows = []
+    for name, limit, unit in TARGETS:
+        found = counts[name] if unit == "instructions" else times[name][0]
+        rows.append([name, f"at most {limit} {unit}", f"{number(found)} {unit}",
+                     "yes" if found <= limit else "**no**"])
+    share = times["memcpy of 65534 addresses"][0] / times["list of 65534"][0]
+    rows.append(["list of 65534 addresses", "at least 25 % of memcpy", f"{share:.0%}",
+                 "yes" if share >= 0.25 else "**no**"])
+    speed = 4096 / times["crc16 IBM-3740 of 4096"][0]
+    rows.append(["CRC-16 of 4 KiB", "at least 1.8 GB/s", f"{speed:.1f} GB/s",
+                 "yes" if speed >= 1.8 else "**no**"])
+    for what in ("built", "checked"):
+        name = f"router record of 65534, {what}"
+        beyond = (counts[name] - counts["crc16 IBM-3740 of 393264"]) / 393220
+        rows.append([name, "at most 3 instructions a byte beyond the CRC", f"{beyond:.2f}",
+                     "yes" if beyond <= 3 else "**no**"])
+    for case in ("one copy", "two copies"):
+        label = f"{case}, {measure.COPY_BYTES >> 10} KiB, {measure.USUAL_VARIABLES} variables"
+        own, peer = counts[f"{label}: macctl"], counts[f"{label}: fw_printenv"]
+        rows.append([f"whole process, environment of 64 KiB in {case}",
+                     "fewer instructions than fw_printenv",
+                     f"{own / 1e6:.2f} M against {peer / 1e6:.2f} M",
+                     "yes" if own < peer else "**no**"])
+    return table(["what", "target", "found", "met"], rows)
+
+
+def workload_table(workloads, times):
+    return table(["work", "instructions", "a byte", "ns (lowest–highest)"],
+                 [[name, number(row["instructions"]),
+                   f"{row['instructions'] / row['bytes']:.2f}" if row["bytes"] else "",
+                   spread(times[name])] for name, row in workloads.items()])
+
+
+def process_table(counts):
+    cases = [name[:-len(": macctl")] for name in counts if name.endswith(": macctl")]
+    rows = []
+    for case in cases:
+        own, peer = counts[f"{case}: macctl"], counts[f"{case}: fw_printenv"]
+        rows.append([case, f"{own:,}", f"{peer:,}", f"{own / peer:.2f}"])
+    return table(["one address of an environment", "macctl", "fw_printenv", "ratio"], rows)
+
+
+def traffic_table():
+    """Healthy blocks, from the table that the tests hold exactly."""
+    wanted = {"drv_mac_get_addr": "read", "drv_mac_set_addr": "change of the address",
+              "drv_mac_set_addr_num, the same": "set to what is there"}
+    rows = []
+    for line in (ROOT / "tests/data/medium-traffic.txt").read_text().splitlines():
+        left, right = line.split(": ", 1)
+        driver, state, operation = left.split(", ", 2)
+        if state == "healthy" and operation in wanted:
+            rows.append([driver, wanted[operation], *right.split(", ", 1)[1].split("; ")])
+    return table(["driver", "operation", "calls of the services", "on the media"], rows)
+
+
+def write(programs, macctl):
+    workloads, counts = all_counts(programs, macctl, peers=True)
+    times = measure.workload_times(programs / "bench_times")
+    moved = measure.environment_traffic(macctl)
+    RECORD.write_text(json.dumps({"instructions": counts, "moved": moved}, indent=1) + "\n")
+    PLOTS.mkdir(exist_ok=True)
+    (PLOTS / "instances.svg").write_text(plot.growth(
+        "Reading the base address of one block", "instances mounted", "instructions",
+        {"get": [(n, counts[f"get base address, {n} mounted"]) for n in INSTANCES]}))
+    label = f"growth, {measure.GROWTH_BYTES >> 10} KiB"
+    (PLOTS / "variables.svg").write_text(plot.growth(
+        "One address of a 512 KiB environment, whole process", "variables", "instructions",
+        {program: [(n, counts[f"{label}, {n} variables: {program}"]) for n in measure.GROWTH]
+         for program in ("macctl", "fw_printenv")}))
+    commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], cwd=ROOT, capture_output=True,
+                            text=True, check=True).stdout.strip()
+    page = (ROOT / "bench" / "page.md").read_text()
+    parts = {"machine": f"{platform.machine()}, {os.cpu_count()} processors, commit {commit}",
+             "targets": targets(counts, times), "workloads": workload_table(workloads, times),
+             "processes": process_table(counts), "traffic": traffic_table(),
+             "moved": table(["command", "bytes read", "bytes written"],
+                            [[name, str(row["read"]), str(row["write"])]
+                             for name, row in moved.items()])}
+    for name, text in parts.items():
+        page = page.replace("{" + name + "}", text.rstrip("\n"))
+    PAGE.write_text(page)
+
+
+def main():
+    mode, programs, macctl = sys.argv[1], pathlib.Path(sys.argv[2]).resolve(), sys.argv[3]
+    {"check": check, "write": write}[mode](programs, str(pathlib.Path(macctl).resolve()))
+
+
+main()
