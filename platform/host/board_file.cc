@@ -45,6 +45,9 @@ BoardFile BoardFile::parse(std::string text, const std::filesystem::path& path) 
     BoardFile file;
     file.path_ = path;
     file.source_ = std::move(text);
+    if (file.source_.starts_with("\xff\xfe") || file.source_.starts_with("\xfe\xff")) {
+        file.fail(1, "is UTF-16 text, expected UTF-8");
+    }
     // No other encoding: offsets, and so lines, are those of the text as it is.
     const pugi::xml_parse_result result = file.document_.load_buffer(
         file.source_.data(), file.source_.size(), pugi::parse_default, pugi::encoding_utf8);

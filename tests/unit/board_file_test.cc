@@ -48,6 +48,7 @@ TEST_F(BoardFileTest, Unusable_IsRefusedWithLineAndReason) {
         const char* expected;
     } cases[] = {
         {"", "1: not well-formed XML: No document element found"},
+        {"\xff\xfe<", "1: is UTF-16 text, expected UTF-8"},
         {"<board>\n<platform>\n</board>", "3: not well-formed XML: Start-end tags mismatch"},
         {"<plank/>", "1: the root element is <plank>, expected <board>"},
         {"<board/>", "1: <board> has no <platform>"},
