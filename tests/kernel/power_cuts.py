@@ -27,24 +27,27 @@ class Guest:
             [*command[:-1], f"{command[-1]} mac_first={first}", "-drive", drive],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.rest = b""
+        self.pending = []  # whole lines that nobody has asked for yet
         self.console = ""
 
     def lines(self, seconds, until=None):
         """Lines of the console until one is `until`, or the time is up."""
         end = time.monotonic() + seconds
-        while (left := end - time.monotonic()) > 0:
-            if not select.select([self.process.stdout], [], [], left)[0]:
+        while True:
+            while self.pending:
+                text = self.pending.pop(0)
+                yield text
+                if text == until:
+                    return
+            left = end - time.monotonic()
+            if left <= 0 or not select.select([self.process.stdout], [], [], left)[0]:
                 return
             chunk = self.process.stdout.read1(4096)
             if not chunk:
                 return
             self.console += chunk.decode(errors="replace")
             *whole, self.rest = (self.rest + chunk).split(b"\n")
-            for line in whole:
-                text = line.decode(errors="replace").strip()
-                yield text
-                if text == until:
-                    return
+            self.pending += [line.decode(errors="replace").strip() for line in whole]
 
     def kill(self):
         self.process.kill()
