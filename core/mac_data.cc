@@ -68,14 +68,16 @@ void mac_data_delete() {
     });
 }
 
+mac_inst_mng* mac_data_find_or_log(u32 inst, u32 type) {
+    mac_inst_mng* const mng = mac_data_find_by_instid(inst, type);
+    if (mng == nullptr) mac_log_error("mac inst 0x%x type %d find mng no exist.", inst, type);
+    return mng;
+}
+
 void mac_area_support(u32 inst, u32 type, u32 area, u32* support) {
     *support = 0;
-    const mac_inst_mng* const mng = mac_data_find_by_instid(inst, type);
-    if (mng == nullptr) {
-        mac_log_error("mac inst 0x%x type %d find mng no exist.", inst, type);
-        return;
-    }
-    if (area < mac::kAreaCount) *support = mng->area[area].support;
+    const mac_inst_mng* const mng = mac_data_find_or_log(inst, type);
+    if (mng != nullptr && area < mac::kAreaCount) *support = mng->area[area].support;
 }
 
 void mac_type_support(u32 inst, u32 type, u32* support) {

@@ -63,6 +63,9 @@ void mac_data_insert(mac_inst_mng* mng);
 // The data set, or null. Any context.
 mac_inst_mng* mac_data_find_by_instid(u32 inst, u32 type);
 
+// The same; that there is none is logged as an error. Any context.
+mac_inst_mng* mac_data_find_or_log(u32 inst, u32 type);
+
 // Unlinks and frees one data set; its record buffers are deliberately left
 // allocated. Any context.
 void mac_data_remove(mac_inst_mng* mng);

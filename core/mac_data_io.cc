@@ -15,39 +15,83 @@ mac_area* not_supported_area() {
     return reinterpret_cast<mac_area*>(static_cast<uintptr_t>(MAC_NOT_SUPPORTED));
 }
 
-struct OperationTexts {
-    const char* not_exist;
-    const char* uninstall;
+// An area and its driver, found once for all steps of one read or write: no step takes
+// them away.
+struct Place {
+    u32 inst;
+    u32 type;
+    u32 area;
+    mac_area* data;
+    const MacDriverOps* driver;
 };
 
-constexpr OperationTexts kDataGet = {"mac inst 0x%x type %d area %d data_get not exist",
-                                     "mac inst 0x%x type %d area %d data_get uninstall"};
-constexpr OperationTexts kDataSet = {"mac inst 0x%x type %d area %d data_set not exist",
-                                     "mac inst 0x%x type %d area %d data_set uninstall"};
-constexpr OperationTexts kFormGet = {"mac inst 0x%x type %d area %d form_get not exist",
-                                     "mac inst 0x%x type %d area %d form_get uninstall"};
-constexpr OperationTexts kFormSet = {"mac inst 0x%x type %d area %d form_set not exist",
-                                     "mac inst 0x%x type %d area %d form_set uninstall"};
-
-// The shape that the four driver operations share: find the area and its driver,
-// see that the slot is filled, call it on the area.
-template <typename Operation, typename Call>
-u32 call_driver(u32 inst, u32 type, u32 area, Operation MacDriverOps::*slot,
-                const OperationTexts& texts, Call call) {
+// Step by step: one operation's missing driver is logged with its own word.
+u32 find_place(u32 inst, u32 type, u32 area, const char* not_exist, Place* place) {
     mac_area* const data = mac_get_data(inst, type, area);
     if (data == nullptr) return MAC_FAIL;
     const MacDriverOps* const driver = mac_driver_find_by_storage(inst, type, area);
     if (driver == nullptr) {
-        mac_log_error(texts.not_exist, inst, type, area);
+        mac_log_error(not_exist, inst, type, area);
         return MAC_NOT_SUPPORTED;
     }
-    if (driver->*slot == nullptr) {
-        mac_log_error(texts.uninstall, inst, type, area);
+    *place = {inst, type, area, data, driver};
+    return MAC_OK;
+}
+
+// One driver operation: what it is called with, and the texts of its failures.
+struct DataGet {
+    static constexpr char kNotExist[] = "mac inst 0x%x type %d area %d data_get not exist";
+    static constexpr char kUninstall[] = "mac inst 0x%x type %d area %d data_get uninstall";
+    static constexpr auto kSlot = &MacDriverOps::read;
+    static u32 call(u32 inst, const MacDriverOps& driver, mac_area& data) {
+        return driver.read(inst, data.name, data.chip_id, data.channel, data.buf, data.len);
+    }
+};
+
+struct DataSet {
+    static constexpr char kNotExist[] = "mac inst 0x%x type %d area %d data_set not exist";
+    static constexpr char kUninstall[] = "mac inst 0x%x type %d area %d data_set uninstall";
+    static constexpr auto kSlot = &MacDriverOps::write;
+    static u32 call(u32 inst, const MacDriverOps& driver, mac_area& data) {
+        return driver.write(inst, data.name, data.chip_id, data.channel, data.buf, data.len);
+    }
+};
+
+struct FormGet {
+    static constexpr char kNotExist[] = "mac inst 0x%x type %d area %d form_get not exist";
+    static constexpr char kUninstall[] = "mac inst 0x%x type %d area %d form_get uninstall";
+    static constexpr auto kSlot = &MacDriverOps::get_format;
+    static u32 call(u32 /*inst*/, const MacDriverOps& driver, mac_area& data) {
+        return driver.get_format(data.buf, data.len, &data.flag, data.mac, &data.mac_num,
+                                 &data.crc);
+    }
+};
+
+struct FormSet {
+    static constexpr char kNotExist[] = "mac inst 0x%x type %d area %d form_set not exist";
+    static constexpr char kUninstall[] = "mac inst 0x%x type %d area %d form_set uninstall";
+    static constexpr auto kSlot = &MacDriverOps::set_format;
+    static u32 call(u32 /*inst*/, const MacDriverOps& driver, mac_area& data) {
+        return driver.set_format(data.mac, data.mac_num, data.buf, data.len, &data.flag, &data.crc);
+    }
+};
+
+template <typename Operation>
+u32 run(const Place& place) {
+    if (place.driver->*Operation::kSlot == nullptr) {
+        mac_log_error(Operation::kUninstall, place.inst, place.type, place.area);
         return MAC_OPERATION_MISSING;
     }
     // An entry with a driver, but no record buffer could be allocated.
-    if (!mac_area_present(data)) return MAC_NOT_SUPPORTED;
-    return call(driver->*slot, *data);
+    if (!mac_area_present(place.data)) return MAC_NOT_SUPPORTED;
+    return Operation::call(place.inst, *place.driver, *place.data);
+}
+
+template <typename Operation>
+u32 find_and_run(u32 inst, u32 type, u32 area) {
+    Place place;
+    const u32 result = find_place(inst, type, area, Operation::kNotExist, &place);
+    return result != MAC_OK ? result : run<Operation>(place);
 }
 
 constexpr u32 kLineBytes = 32;
@@ -67,6 +111,29 @@ const mac_area* area_to_log(u32 inst, u32 type, u32 area) {
     return nullptr;
 }
 
+void log_record(u32 inst, u32 type, u32 area, u32 rw, const mac_area& data) {
+    char line[68] = {};
+    const u32 full_lines = data.len / kLineBytes;
+    const u32 tail = data.len % kLineBytes;
+    for (u32 i = 0; i < full_lines; ++i) {
+        fill_line(line, data.buf + size_t{kLineBytes} * i, kLineBytes);
+        mac_log_dump("mac inst 0x%x type %d area %d action[0 read 1 write] %d:%s.", inst, type,
+                     area, rw, line);
+    }
+    if (tail == 0) return;
+    fill_line(line, data.buf + size_t{kLineBytes} * full_lines, tail);
+    mac_log_dump("mac inst 0x%x type %d area %d rw %d indx[%d]:%s.", inst, type, area, rw,
+                 full_lines, line);
+}
+
+void log_fields(u32 inst, u32 type, u32 area, u32 rw, const mac_area& data) {
+    mac_log_dump(
+        "mac inst 0x%x type %d area %d rw %d data[0x%llx-0x%x-0x%x-%02x-%02x-%02x-%02x-%02x-%02x] "
+        ".",
+        inst, type, area, rw, data.flag, data.crc, data.mac_num, data.mac[0], data.mac[1],
+        data.mac[2], data.mac[3], data.mac[4], data.mac[5]);
+}
+
 }  // namespace
 
 mac_area* mac_get_data(u32 inst, u32 type, u32 area) {
@@ -74,15 +141,9 @@ mac_area* mac_get_data(u32 inst, u32 type, u32 area) {
         mac_log_error("mac inst 0x%x type %d area %d invaild.", inst, type, area);
         return nullptr;
     }
-    u32 support = 0;
-    mac_area_support(inst, type, area, &support);
-    if (support == 0) {
+    mac_inst_mng* const mng = mac_data_find_or_log(inst, type);
+    if (mng == nullptr || mng->area[area].support == 0) {
         mac_log_notice("mac inst 0x%x type %d area %d not support.", inst, type, area);
-        return not_supported_area();
-    }
-    mac_inst_mng* const mng = mac_data_find_by_instid(inst, type);
-    if (mng == nullptr) {
-        mac_log_error("mac inst 0x%x type %d find mng no exist.", inst, type);
         return not_supported_area();
     }
     return &mng->area[area];
@@ -92,91 +153,58 @@ bool mac_area_present(const mac_area* area) {
     return area != nullptr && area != not_supported_area();
 }
 
-u32 mac_get_device(u32 inst, u32 type, u32 area) {
-    return call_driver(
-        inst, type, area, &MacDriverOps::read, kDataGet, [inst](auto read, mac_area& data) {
-            return read(inst, data.name, data.chip_id, data.channel, data.buf, data.len);
-        });
-}
+u32 mac_get_device(u32 inst, u32 type, u32 area) { return find_and_run<DataGet>(inst, type, area); }
 
-u32 mac_set_device(u32 inst, u32 type, u32 area) {
-    return call_driver(
-        inst, type, area, &MacDriverOps::write, kDataSet, [inst](auto write, mac_area& data) {
-            return write(inst, data.name, data.chip_id, data.channel, data.buf, data.len);
-        });
-}
+u32 mac_set_device(u32 inst, u32 type, u32 area) { return find_and_run<DataSet>(inst, type, area); }
 
-u32 mac_get_format(u32 inst, u32 type, u32 area) {
-    return call_driver(
-        inst, type, area, &MacDriverOps::get_format, kFormGet, [](auto get_format, mac_area& data) {
-            return get_format(data.buf, data.len, &data.flag, data.mac, &data.mac_num, &data.crc);
-        });
-}
+u32 mac_get_format(u32 inst, u32 type, u32 area) { return find_and_run<FormGet>(inst, type, area); }
 
-u32 mac_set_format(u32 inst, u32 type, u32 area) {
-    return call_driver(
-        inst, type, area, &MacDriverOps::set_format, kFormSet, [](auto set_format, mac_area& data) {
-            return set_format(data.mac, data.mac_num, data.buf, data.len, &data.flag, &data.crc);
-        });
-}
+u32 mac_set_format(u32 inst, u32 type, u32 area) { return find_and_run<FormSet>(inst, type, area); }
 
 u32 mac_data_read(u32 inst, u32 type, u32 area) {
-    u32 result = mac_get_device(inst, type, area);
+    Place place;
+    u32 result = find_place(inst, type, area, DataGet::kNotExist, &place);
+    if (result == 0) result = run<DataGet>(place);
     if (result != 0) {
         // A medium that was never written is a notice, not an error.
         mac_log_notice("mac inst 0x%x type %d area %d read unsuccessfully 0x%x.", inst, type, area,
                        result);
         return result;
     }
-    mac_data_mesg(inst, type, area, 0);
-    result = mac_get_format(inst, type, area);
+    log_record(inst, type, area, 0, *place.data);
+    result = run<FormGet>(place);
     if (result != 0) {
         mac_log_error("mac inst 0x%x type %d area %d format fail 0x%x.", inst, type, area, result);
         return result;
     }
-    mac_data_dump(inst, type, area, 0);
+    log_fields(inst, type, area, 0, *place.data);
     return MAC_OK;
 }
 
 u32 mac_data_write(u32 inst, u32 type, u32 area) {
-    u32 result = mac_set_format(inst, type, area);
+    Place place;
+    u32 result = find_place(inst, type, area, FormSet::kNotExist, &place);
+    if (result == 0) result = run<FormSet>(place);
     if (result != 0) {
         mac_log_error("mac inst 0x%x type %d area %d format write fail.", inst, type, area);
         return result;
     }
-    mac_data_mesg(inst, type, area, 1);
-    result = mac_set_device(inst, type, area);
+    log_record(inst, type, area, 1, *place.data);
+    result = run<DataSet>(place);
     if (result != 0) {
         mac_log_error("mac inst 0x%x type %d area %d write data fail.", inst, type, area);
         return result;
     }
-    mac_data_dump(inst, type, area, 1);
+    log_fields(inst, type, area, 1, *place.data);
     return MAC_OK;
 }
 
 void mac_data_mesg(u32 inst, u32 type, u32 area, u32 rw) {
     const mac_area* const data = area_to_log(inst, type, area);
-    if (data == nullptr) return;
-    char line[68] = {};
-    const u32 full_lines = data->len / kLineBytes;
-    const u32 tail = data->len % kLineBytes;
-    for (u32 i = 0; i < full_lines; ++i) {
-        fill_line(line, data->buf + size_t{kLineBytes} * i, kLineBytes);
-        mac_log_dump("mac inst 0x%x type %d area %d action[0 read 1 write] %d:%s.", inst, type,
-                     area, rw, line);
-    }
-    if (tail == 0) return;
-    fill_line(line, data->buf + size_t{kLineBytes} * full_lines, tail);
-    mac_log_dump("mac inst 0x%x type %d area %d rw %d indx[%d]:%s.", inst, type, area, rw,
-                 full_lines, line);
+    if (data != nullptr) log_record(inst, type, area, rw, *data);
 }
 
 void mac_data_dump(u32 inst, u32 type, u32 area, u32 rw) {
     const mac_area* const data = area_to_log(inst, type, area);
-    if (data == nullptr) return;
-    mac_log_dump(
-        "mac inst 0x%x type %d area %d rw %d data[0x%llx-0x%x-0x%x-%02x-%02x-%02x-%02x-%02x-%02x] "
-        ".",
-        inst, type, area, rw, data->flag, data->crc, data->mac_num, data->mac[0], data->mac[1],
-        data->mac[2], data->mac[3], data->mac[4], data->mac[5]);
+    if (data != nullptr) log_fields(inst, type, area, rw, *data);
 }

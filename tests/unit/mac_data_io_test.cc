@@ -33,13 +33,14 @@ TEST_F(MacDataIo, GetData_NoneAndNotSupported_AreDifferent) {
                                {2, "mac inst 0x1f type 3 area 1 not support."}}));
 }
 
-TEST_F(MacDataIo, GetData_DataSetVanishesInBetween_IsNotFollowed) {
+TEST_F(MacDataIo, GetData_DataSetVanishes_IsNotFollowed) {
     create_both(2);
     host::faults().clear();
-    host::faults().at_use(Call::kSpinLock, 2,
+    host::faults().at_use(Call::kSpinLock, 1,
                           [] { mac_data_remove(mac_data_find_by_instid(kInst, 2)); });
     EXPECT_FALSE(mac_area_present(mac_get_data(kInst, 2, 0)));
-    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 find mng no exist."}}));
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 find mng no exist."},
+                               {2, "mac inst 0x1f type 2 area 0 not support."}}));
 }
 
 TEST_F(MacDataIo, Operations_PassTheAreasArguments) {

@@ -274,7 +274,7 @@ TEST_F(MacSync, ReadCheck_DataSetVanishes_Fails) {
     u32 crc = 0;
     ASSERT_EQ(mac_data_read_check(kInst, kType, 0, &crc), 0u);
     const unsigned locks = host::faults().uses(Call::kSpinLock);
-    host::faults().at_use(Call::kSpinLock, locks - 1,
+    host::faults().at_use(Call::kSpinLock, locks,
                           [] { mac_data_remove(mac_data_find_by_instid(kInst, kType)); });
     EXPECT_EQ(mac_data_read_check(kInst, kType, 0, &crc), kFail);
 }
