@@ -17,10 +17,7 @@ static_assert(static_cast<u32>(platform::EnvFlags::kBoolean) == COMMON_ENV_BOOLE
 static_assert(static_cast<u32>(platform::EnvState::kValid) == COMMON_ENV_VALID);
 static_assert(static_cast<u32>(platform::EnvState::kErased) == COMMON_ENV_ERASED);
 static_assert(static_cast<u32>(platform::EnvState::kDamaged) == COMMON_ENV_DAMAGED);
-
-platform::EnvCopy to_copy(common_env_copy copy) {
-    return {static_cast<platform::EnvState>(copy.state), copy.flag};
-}
+static_assert(platform::kEnvFlagOffset == COMMON_ENV_FLAG_OFFSET);
 
 }  // namespace
 
@@ -40,8 +37,8 @@ common_env_copy common_env_inspect(const u8* copy, u32 size, u32 flags) {
     return {static_cast<u32>(found.state), found.flag};
 }
 
-int common_env_choose(common_env_copy first, common_env_copy second, u32 flags) {
-    return platform::env_choose(to_copy(first), to_copy(second), to_flags(flags));
+u32 common_env_preferred(u8 first_flag, u8 second_flag, u32 flags) {
+    return platform::env_preferred(first_flag, second_flag, to_flags(flags));
 }
 
 const char* common_env_find(const u8* data, u32 size, const char* name, u32* length) {

@@ -36,7 +36,8 @@ struct common_env_copy {
 
 u32 common_env_data_offset(u32 flags);
 struct common_env_copy common_env_inspect(const u8 *copy, u32 size, u32 flags);
-int common_env_choose(struct common_env_copy first, struct common_env_copy second, u32 flags);
+#define COMMON_ENV_FLAG_OFFSET 4u
+u32 common_env_preferred(u8 first_flag, u8 second_flag, u32 flags);
 const char *common_env_find(const u8 *data, u32 size, const char *name, u32 *length);
 /* 0; 1 no room; 2 a bad name. */
 u32 common_env_set(u8 *data, u32 size, const char *name, const char *value);

@@ -113,27 +113,22 @@ u32 env_crc32(const u8* data, size_t length) {
 
 EnvCopy env_inspect(const u8* copy, u32 size, EnvFlags flags) {
     const u32 offset = env_data_offset(flags);
-    const u8 flag = flags == EnvFlags::kNone ? u8{0} : copy[4];
+    const u8 flag = flags == EnvFlags::kNone ? u8{0} : copy[kEnvFlagOffset];
     if (load_le32(copy) == env_crc32(copy + offset, size - offset)) {
         return {EnvState::kValid, flag};
     }
     return {is_erased(copy, size) ? EnvState::kErased : EnvState::kDamaged, flag};
 }
 
-int env_choose(const EnvCopy& first, const EnvCopy& second, EnvFlags flags) {
-    const bool first_valid = first.state == EnvState::kValid;
-    const bool second_valid = second.state == EnvState::kValid;
-    if (!first_valid && !second_valid) return -1;
-    if (!second_valid) return 0;
-    if (!first_valid) return 1;
+u32 env_preferred(u8 first_flag, u8 second_flag, EnvFlags flags) {
     if (flags == EnvFlags::kBoolean) {
-        if (first.flag == second.flag || first.flag == kEnvFlagActive) return 0;
-        if (second.flag == kEnvFlagActive) return 1;
-        return second.flag == 0xff ? 1 : 0;
+        if (first_flag == second_flag || first_flag == kEnvFlagActive) return 0;
+        if (second_flag == kEnvFlagActive) return 1;
+        return second_flag == 0xff ? 1 : 0;
     }
     // Serial numbers: the second copy is later when it is less than half of the
     // number space ahead.
-    const u8 ahead = static_cast<u8>(second.flag - first.flag);
+    const u8 ahead = static_cast<u8>(second_flag - first_flag);
     return ahead != 0 && ahead < 0x80 ? 1 : 0;
 }
 
@@ -174,7 +169,7 @@ EnvResult env_set(u8* data, u32 size, const char* name, const char* value) {
 void env_seal(u8* copy, u32 size, EnvFlags flags, u8 flag) {
     const u32 offset = env_data_offset(flags);
     store_le32(copy, env_crc32(copy + offset, size - offset));
-    if (flags != EnvFlags::kNone) copy[4] = flag;
+    if (flags != EnvFlags::kNone) copy[kEnvFlagOffset] = flag;
 }
 
 u8 env_next_flag(EnvFlags flags, u8 current) {

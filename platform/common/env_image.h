@@ -36,6 +36,9 @@ inline constexpr u8 kEnvFlagObsolete = 0;
 // Where the data of a copy starts: 4, or 5 with a flag.
 constexpr u32 env_data_offset(EnvFlags flags) { return flags == EnvFlags::kNone ? 4 : 5; }
 
+// Where the flag of a redundant copy stands.
+inline constexpr u32 kEnvFlagOffset = 4;
+
 // The smallest copy: header, one character, two terminators.
 inline constexpr u32 kEnvSizeMin = 8;
 
@@ -45,8 +48,9 @@ u32 env_crc32(const u8* data, size_t length);
 // What a copy is.
 EnvCopy env_inspect(const u8* copy, u32 size, EnvFlags flags);
 
-// Which of two copies is current: 0 or 1, or -1 when neither is valid.
-int env_choose(const EnvCopy& first, const EnvCopy& second, EnvFlags flags);
+// Which of two copies is current when both are valid, by their flags: 0 or 1. So a reader
+// begins with that one, and needs the other only when it is not valid.
+u32 env_preferred(u8 first_flag, u8 second_flag, EnvFlags flags);
 
 // The value of a variable in the data area, or null; *length is its length.
 const char* env_find(const u8* data, u32 size, const char* name, u32* length);

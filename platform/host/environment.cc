@@ -42,34 +42,48 @@ Environment::Environment(std::unique_ptr<Medium> medium, const EnvGeometry& geom
 
 Environment::~Environment() = default;
 
+// A read that fails once is tried again: a count that cannot be read would pass for one
+// that is not there, and that means 16 addresses.
+u32 Environment::read(u32 offset, Bytes bytes) {
+    const u32 result = medium_->read(offset, bytes);
+    return result == 0 ? 0 : medium_->read(offset, bytes);
+}
+
+// The copy that is current if it is valid: the flags say so before any of the data.
+u32 Environment::preferred(u32* copy) {
+    u8 flag[2] = {};
+    *copy = 0;
+    if (!redundant()) return 0;
+    for (u32 i = 0; i < copies(); ++i) {
+        const u32 at = geometry_.offset[i] + platform::kEnvFlagOffset;
+        const u32 result = read(at, {&flag[i], 1});
+        if (result != 0) return result;
+    }
+    *copy = platform::env_preferred(flag[0], flag[1], geometry_.flags);
+    return 0;
+}
+
 u32 Environment::load(Loaded* loaded) {
     const u32 size = geometry_.size;
-    std::unique_ptr<u8[]> images[2];
-    platform::EnvCopy copies_found[2] = {{platform::EnvState::kDamaged, 0},
-                                         {platform::EnvState::kDamaged, 0}};
-    for (u32 i = 0; i < copies(); ++i) {
-        images[i] = std::make_unique_for_overwrite<u8[]>(size);
-        const Bytes bytes(images[i].get(), size);
-        // A read that fails once is tried again: a count that cannot be read would pass
-        // for one that is not there, and that means 16 addresses.
-        u32 result = medium_->read(geometry_.offset[i], bytes);
-        if (result != 0) result = medium_->read(geometry_.offset[i], bytes);
-        if (result != 0) return result;
-        copies_found[i] = platform::env_inspect(images[i].get(), size, geometry_.flags);
+    auto image = std::make_unique_for_overwrite<u8[]>(size);
+    u32 first = 0;
+    u32 result = preferred(&first);
+    bool erased = true;
+    for (u32 i = 0; i < copies() && result == 0; ++i) {
+        const u32 copy = i ^ first;
+        result = read(geometry_.offset[copy], {image.get(), size});
+        if (result != 0) break;
+        const platform::EnvCopy found = platform::env_inspect(image.get(), size, geometry_.flags);
+        if (found.state == platform::EnvState::kValid) {
+            *loaded = {std::move(image), static_cast<int>(copy), found.flag};
+            return 0;
+        }
+        erased = erased && found.state == platform::EnvState::kErased;
     }
-    const int current = platform::env_choose(copies_found[0], copies_found[1], geometry_.flags);
-    if (current >= 0) {
-        loaded->image = std::move(images[current]);
-        loaded->current = current;
-        loaded->flag = copies_found[current].flag;
-        return 0;
-    }
-    for (u32 i = 0; i < copies(); ++i) {
-        if (copies_found[i].state != platform::EnvState::kErased) return SERVICE_ENV_DAMAGED;
-    }
-    loaded->image = std::make_unique<u8[]>(size);
-    loaded->current = -1;
-    loaded->flag = 0;
+    if (result != 0) return result;
+    if (!erased) return SERVICE_ENV_DAMAGED;
+    std::memset(image.get(), 0, size);
+    *loaded = {std::move(image), -1, 0};
     return 0;
 }
 
@@ -83,7 +97,7 @@ u32 Environment::store(Loaded& working) {
     if (geometry_.flags != platform::EnvFlags::kBoolean || working.current < 0) return 0;
     // Both are marked active now, and the first would win: retire the old copy.
     const u8 obsolete[] = {platform::kEnvFlagObsolete};
-    const u32 flag_offset = geometry_.offset[working.current] + 4;
+    const u32 flag_offset = geometry_.offset[working.current] + platform::kEnvFlagOffset;
     return medium_->write(flag_offset, obsolete);
 }
 

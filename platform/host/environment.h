@@ -52,6 +52,8 @@ private:
 
     bool redundant() const { return geometry_.flags != platform::EnvFlags::kNone; }
     u32 copies() const { return redundant() ? 2 : 1; }
+    u32 read(u32 offset, Bytes bytes);
+    u32 preferred(u32* copy);
     u32 load(Loaded* loaded);
     u32 store(Loaded& working);
     Lookup look_up(const Loaded& loaded, const char* name) const;

@@ -130,11 +130,12 @@ void env_image(Input input) {
         copies[i] = platform::env_inspect(copy, kSize, kind);
         must((copies[i].state == EnvState::kValid) == ((damage >> i & 1) == 0), "a check failed");
     }
-    if (!redundant) copies[1] = {EnvState::kDamaged, 0};
-    const int current = redundant ? platform::env_choose(copies[0], copies[1], kind)
-                                  : (copies[0].state == EnvState::kValid ? 0 : -1);
+    const bool valid[] = {copies[0].state == EnvState::kValid,
+                          redundant && copies[1].state == EnvState::kValid};
+    const u32 preferred = redundant ? platform::env_preferred(flag[0], flag[1], kind) : 0;
+    const int current = static_cast<int>(valid[preferred] ? preferred : 1 - preferred);
     Variables peer;
-    if (current < 0) {
+    if (!valid[current]) {
         must(!peer_reads(image, redundant, &peer), "the library reads what is not valid here");
         return;
     }

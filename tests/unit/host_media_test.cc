@@ -164,6 +164,25 @@ TEST(HostEnv, Redundant_WritesTheOtherCopy) {
     EXPECT_EQ(get(made.env, "a"), "1");
 }
 
+TEST(HostEnv, Redundant_ReadsTheFlagsAndTheCurrentCopy) {
+    Env made = make_env(platform::EnvFlags::kCounter, false);
+    made.env.set("a", "1");
+    made.env.save();
+    made.env.set("a", "2");
+    made.env.save();
+    const u64 before = made.env.traffic().bytes_read;
+    EXPECT_EQ(get(made.env, "a"), "2");
+    EXPECT_EQ(made.env.traffic().bytes_read - before, 0x102u);
+    made.store->bytes()[0x110] ^= 1;
+    const u64 damaged = made.env.traffic().bytes_read;
+    EXPECT_EQ(get(made.env, "a"), "1");
+    EXPECT_EQ(made.env.traffic().bytes_read - damaged, 0x202u) << "the other one as well";
+    made.store->bytes()[4] = 9;
+    EXPECT_EQ(get(made.env, "a"), "1") << "a later flag on the older copy";
+    made.store->bytes()[0x10] ^= 1;
+    EXPECT_EQ(get(made.env, "a"), test::text("code %x", u32{SERVICE_ENV_DAMAGED}));
+}
+
 TEST(HostEnv, Boolean_RetiresTheOldCopyInPlace) {
     Env made = make_env(platform::EnvFlags::kBoolean, true);
     made.env.set("a", "1");

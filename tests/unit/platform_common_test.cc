@@ -287,26 +287,13 @@ TEST(EnvImage, InspectAndSeal_AgreeForEveryFlag) {
     }
 }
 
-TEST(EnvImage, Choose_ByState) {
-    const EnvCopy good{EnvState::kValid, 1};
-    const EnvCopy bad{EnvState::kDamaged, 9};
-    const EnvCopy erased{EnvState::kErased, 0xff};
-    for (const EnvFlags flags : {EnvFlags::kCounter, EnvFlags::kBoolean}) {
-        EXPECT_EQ(platform::env_choose(good, bad, flags), 0);
-        EXPECT_EQ(platform::env_choose(erased, good, flags), 1);
-        EXPECT_EQ(platform::env_choose(bad, erased, flags), -1);
-        EXPECT_EQ(platform::env_choose(good, good, flags), 0) << "equal flags: the first";
-    }
-}
-
-TEST(EnvImage, Choose_Counter_IsASerialNumber) {
+TEST(EnvImage, Preferred_Counter_IsASerialNumber) {
     for (const int first : {0, 1, 127, 128, 254, 255}) {
         for (const int second : {0, 1, 127, 128, 254, 255}) {
             const int ahead = (second - first + 256) % 256;
-            const int expected = ahead > 0 && ahead < 128 ? 1 : 0;
-            EXPECT_EQ(platform::env_choose({EnvState::kValid, static_cast<u8>(first)},
-                                           {EnvState::kValid, static_cast<u8>(second)},
-                                           EnvFlags::kCounter),
+            const u32 expected = ahead > 0 && ahead < 128 ? 1 : 0;
+            EXPECT_EQ(platform::env_preferred(static_cast<u8>(first), static_cast<u8>(second),
+                                              EnvFlags::kCounter),
                       expected)
                 << first << " " << second;
         }
@@ -315,17 +302,16 @@ TEST(EnvImage, Choose_Counter_IsASerialNumber) {
     EXPECT_EQ(platform::env_next_flag(EnvFlags::kCounter, 7), 8);
 }
 
-TEST(EnvImage, Choose_Boolean_TakesTheActiveCopy) {
-    const auto choose = [](u8 first, u8 second) {
-        return platform::env_choose({EnvState::kValid, first}, {EnvState::kValid, second},
-                                    EnvFlags::kBoolean);
+TEST(EnvImage, Preferred_Boolean_IsTheActiveCopy) {
+    const auto preferred = [](u8 first, u8 second) {
+        return platform::env_preferred(first, second, EnvFlags::kBoolean);
     };
-    EXPECT_EQ(choose(1, 0), 0);
-    EXPECT_EQ(choose(0, 1), 1);
-    EXPECT_EQ(choose(1, 1), 0);
-    EXPECT_EQ(choose(0, 0), 0);
-    EXPECT_EQ(choose(0, 0xff), 1);
-    EXPECT_EQ(choose(0xff, 0), 0);
+    EXPECT_EQ(preferred(1, 0), 0u);
+    EXPECT_EQ(preferred(0, 1), 1u);
+    EXPECT_EQ(preferred(1, 1), 0u);
+    EXPECT_EQ(preferred(0, 0), 0u);
+    EXPECT_EQ(preferred(0, 0xff), 1u);
+    EXPECT_EQ(preferred(0xff, 0), 0u);
     EXPECT_EQ(platform::env_next_flag(EnvFlags::kBoolean, 0), 1);
 }
 

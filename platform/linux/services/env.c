@@ -77,55 +77,81 @@ static void drop(struct env_image *image)
  * A read that fails once is tried again: a count that cannot be read would pass for
  * one that is not there, and that means 16 addresses.
  */
-static u32 read_copy(const struct env_place *place, u32 copy, u8 *bytes)
+static u32 read_twice(const char *partition, u32 offset, u8 *bytes, u32 len)
 {
-	u32 result = flash_read(place->partition, place->offset[copy], bytes, place->size);
+	u32 result = flash_read(partition, offset, bytes, len);
 
-	if (result)
-		result = flash_read(place->partition, place->offset[copy], bytes, place->size);
-	return result;
+	return result ? flash_read(partition, offset, bytes, len) : SERVICE_OK;
 }
 
-/* Reads the copies and keeps the current one in @image. */
+/* The copy that is current if it is valid: the flags say so before any of the data. */
+static u32 find_preferred(const struct env_place *place, u32 *copy)
+{
+	u8 flag[2];
+	u32 i;
+
+	*copy = 0;
+	if (place->flags == COMMON_ENV_SINGLE)
+		return SERVICE_OK;
+	for (i = 0; i < 2; i++) {
+		u32 result = read_twice(place->partition,
+					place->offset[i] + COMMON_ENV_FLAG_OFFSET, &flag[i], 1);
+
+		if (result)
+			return result;
+	}
+	*copy = common_env_preferred(flag[0], flag[1], place->flags);
+	return SERVICE_OK;
+}
+
+/* Reads copies into @image until one is valid; an environment is erased when all are. */
+static u32 read_current(struct env_image *image)
+{
+	const struct env_place *place = &image->place;
+	u32 copies = place->flags == COMMON_ENV_SINGLE ? 1 : 2;
+	bool erased = true;
+	u32 first;
+	u32 result = find_preferred(place, &first);
+	u32 i;
+
+	for (i = 0; i < copies && !result; i++) {
+		u32 copy = i ^ first;
+		struct common_env_copy found;
+
+		result = read_twice(place->partition, place->offset[copy], image->bytes,
+				    place->size);
+		if (result)
+			break;
+		found = common_env_inspect(image->bytes, place->size, place->flags);
+		if (found.state == COMMON_ENV_VALID) {
+			image->chosen = copy;
+			image->flag = found.flag;
+			return SERVICE_OK;
+		}
+		erased = erased && found.state == COMMON_ENV_ERASED;
+	}
+	if (result)
+		return result;
+	if (!erased)
+		return SERVICE_ENV_DAMAGED;
+	image->chosen = -1;
+	memset(image->bytes, 0, place->size);
+	return SERVICE_OK;
+}
+
+/* Reads the current copy into @image, which holds nothing after a failure. */
 static u32 load(struct env_image *image)
 {
-	struct common_env_copy found[2] = { { COMMON_ENV_DAMAGED }, { COMMON_ENV_DAMAGED } };
-	struct env_place *place = &image->place;
-	u8 *bytes[2] = { NULL, NULL };
-	u32 result = find_place(place);
-	u32 copies;
-	u32 i;
+	u32 result = find_place(&image->place);
 
 	if (result)
 		return result;
-	copies = place->flags == COMMON_ENV_SINGLE ? 1 : 2;
-	for (i = 0; i < copies && !result; i++) {
-		bytes[i] = vmalloc(place->size);
-		result = bytes[i] ? read_copy(place, i, bytes[i]) : SERVICE_NO_MEMORY;
-		if (!result)
-			found[i] = common_env_inspect(bytes[i], place->size, place->flags);
+	image->bytes = vmalloc(image->place.size);
+	result = image->bytes ? read_current(image) : SERVICE_NO_MEMORY;
+	if (result) {
+		vfree(image->bytes);
+		image->bytes = NULL;
 	}
-	if (result)
-		goto out;
-	image->chosen = common_env_choose(found[0], found[1], place->flags);
-	if (image->chosen >= 0) {
-		image->bytes = bytes[image->chosen];
-		image->flag = found[image->chosen].flag;
-		bytes[image->chosen] = NULL;
-		goto out;
-	}
-	for (i = 0; i < copies; i++) {
-		if (found[i].state != COMMON_ENV_ERASED)
-			result = SERVICE_ENV_DAMAGED;
-	}
-	if (!result) {
-		image->bytes = bytes[0];
-		bytes[0] = NULL;
-		memset(image->bytes, 0, place->size);
-	}
-out:
-	vfree(bytes[0]);
-	vfree(bytes[1]);
 	return result;
 }
 
@@ -217,7 +243,8 @@ static u32 store(struct env_image *image)
 	if (result || place->flags != COMMON_ENV_BOOLEAN || image->chosen < 0)
 		return result;
 	/* Both are marked active now: retire the old copy in place. */
-	return flash_write(place->partition, place->offset[image->chosen] + 4, &obsolete, 1);
+	return flash_write(place->partition, place->offset[image->chosen] + COMMON_ENV_FLAG_OFFSET,
+			   &obsolete, 1);
 }
 
 u32 drv_env_save(void)
