@@ -63,17 +63,16 @@ static struct file *find_file(const char *name)
 
 static u32 open_chip(struct chip *chip, u32 number, u32 offset, u32 len)
 {
-	board_node node = board_medium("eeprom", number);
-	const char *name = node ? board_tree_attribute(board_tree(), node, "nvmem") : NULL;
+	const struct medium *medium = find_medium(MEDIUM_EEPROM, number);
 
-	if (!name)
+	if (!medium)
 		return SERVICE_NO_CHIP;
-	if ((u64)offset + len > board_number(node, "size", 0))
+	if ((u64)offset + len > medium->size)
 		return SERVICE_OUT_OF_RANGE;
 	chip->file = NULL;
-	chip->nvmem = name[0] == '/' ? NULL : find_nvmem(name);
+	chip->nvmem = medium->name[0] == '/' ? NULL : find_nvmem(medium->name);
 	if (!chip->nvmem)
-		chip->file = find_file(name);
+		chip->file = find_file(medium->name);
 	return chip->nvmem || chip->file ? SERVICE_OK : SERVICE_NO_CHIP;
 }
 

@@ -160,29 +160,22 @@ u32 flash_write(const char *partition, u32 offset, const u8 *buf, u32 len)
 	return result;
 }
 
-static const char *partition_of(u32 chip)
-{
-	board_node node = board_medium("flash", chip);
-
-	return node ? board_tree_attribute(board_tree(), node, "mtd") : NULL;
-}
-
 u32 drv_flash_read(u32 inst, u32 chip, u32 offset, u8 *buf, u32 len)
 {
-	const char *partition = partition_of(chip);
+	const struct medium *medium = find_medium(MEDIUM_FLASH, chip);
 
-	if (!partition)
+	if (!medium)
 		return SERVICE_NO_CHIP;
-	return buf ? flash_read(partition, offset, buf, len) : SERVICE_NULL_ARGUMENT;
+	return buf ? flash_read(medium->name, offset, buf, len) : SERVICE_NULL_ARGUMENT;
 }
 EXPORT_SYMBOL(drv_flash_read);
 
 u32 drv_flash_write(u32 inst, u32 chip, u32 offset, const u8 *buf, u32 len)
 {
-	const char *partition = partition_of(chip);
+	const struct medium *medium = find_medium(MEDIUM_FLASH, chip);
 
-	if (!partition)
+	if (!medium)
 		return SERVICE_NO_CHIP;
-	return buf ? flash_write(partition, offset, buf, len) : SERVICE_NULL_ARGUMENT;
+	return buf ? flash_write(medium->name, offset, buf, len) : SERVICE_NULL_ARGUMENT;
 }
 EXPORT_SYMBOL(drv_flash_write);

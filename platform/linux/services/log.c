@@ -163,22 +163,17 @@ u32 drv_log_register(u32 module, const char *name, u32 bytes)
 }
 EXPORT_SYMBOL(drv_log_register);
 
-void drv_log_record(u32 module, u32 level, u32 reserved, const char *format, ...)
+/* Apart from the filter: kernels clear the line on entry. */
+static noinline void record(u32 module, u32 level, const char *format, va_list arguments)
 {
 	char line[LINE_MAX_BYTES];
-	bool to_kernel = level <= READ_ONCE(log_level);
 	struct ring *ring;
 	unsigned long flags;
-	va_list arguments;
 	int length;
 
-	if (!to_kernel && level > READ_ONCE(ring_level))
-		return;
-	va_start(arguments, format);
 	length = scnprintf(line, sizeof(line), "%u ", level);
 	length += vscnprintf(line + length, sizeof(line) - length - 1, format, arguments);
-	va_end(arguments);
-	if (to_kernel)
+	if (level <= READ_ONCE(log_level))
 		printk(level == PLATFORM_LOG_ERROR ? KERN_ERR "mac_mng: %s\n" :
 						     KERN_INFO "mac_mng: %s\n", line + 2);
 	line[length++] = '\n';
@@ -187,6 +182,17 @@ void drv_log_record(u32 module, u32 level, u32 reserved, const char *format, ...
 	if (ring && level <= READ_ONCE(ring_level))
 		append(ring, line, length);
 	spin_unlock_irqrestore(&rings_lock, flags);
+}
+
+void drv_log_record(u32 module, u32 level, u32 reserved, const char *format, ...)
+{
+	va_list arguments;
+
+	if (level > READ_ONCE(log_level) && level > READ_ONCE(ring_level))
+		return;
+	va_start(arguments, format);
+	record(module, level, format, arguments);
+	va_end(arguments);
 }
 EXPORT_SYMBOL(drv_log_record);
 

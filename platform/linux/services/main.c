@@ -41,21 +41,6 @@ u32 board_number(board_node node, const char *attribute, u32 otherwise)
 	return text && board_tree_number(text, &value) == 0 ? value : otherwise;
 }
 
-board_node board_medium(const char *kind, u32 chip)
-{
-	board_node node = platform_node ? board_tree_first(&tree, platform_node) : 0;
-
-	for (; node; node = board_tree_next(&tree, node)) {
-		const char *text = board_tree_attribute(&tree, node, "chip");
-		u32 number;
-
-		if (board_tree_is(&tree, node, kind) && text &&
-		    board_tree_number(text, &number) == 0 && number == chip)
-			return node;
-	}
-	return 0;
-}
-
 int board_load(struct device *device)
 {
 	const char *crc16 = NULL;
@@ -167,6 +152,9 @@ static int __init services_load(void)
 	result = board_load(root);
 	if (result)
 		goto no_board;
+	result = media_start();
+	if (result)
+		goto no_media;
 	result = log_start();
 	if (result)
 		goto no_log;
@@ -182,6 +170,8 @@ no_notifier:
 	diag_stop();
 	log_stop();
 no_log:
+	media_stop();
+no_media:
 	board_unload();
 no_board:
 	root_device_unregister(root);
@@ -194,6 +184,7 @@ static void __exit services_unload(void)
 	diag_stop();
 	xml_stop();
 	log_stop();
+	media_stop();
 	board_unload();
 	root_device_unregister(root);
 }

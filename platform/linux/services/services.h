@@ -18,13 +18,25 @@ struct device *services_device(void);
 const struct board_tree *board_tree(void);
 /* Its <platform> element, 0 without a board. */
 board_node board_platform(void);
-/* The element of that kind and chip number under <platform>, or 0. */
-board_node board_medium(const char *kind, u32 chip);
 /* A number attribute; @otherwise without it. */
 u32 board_number(board_node node, const char *attribute, u32 otherwise);
 
 int board_load(struct device *device);
 void board_unload(void);
+
+/* A chip that the board names under <platform>. */
+struct medium {
+	enum medium_kind { MEDIUM_FLASH, MEDIUM_EEPROM } kind;
+	u32 chip;
+	u32 size; /* bytes; 0 when the board does not say */
+	const char *name; /* of its partition or its nvmem device */
+};
+
+/* The first medium of that kind and chip number that has a name, or null. */
+const struct medium *find_medium(enum medium_kind kind, u32 chip);
+/* Reads the board's media once; 0 or -ENOMEM. */
+int media_start(void);
+void media_stop(void);
 
 /*
  * A guard of a kind of medium, shown in debugfs. Says once when a range is refused from
