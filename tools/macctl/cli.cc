@@ -73,9 +73,11 @@ int run_command_line(int argc, char** argv) {
                 fmt::print("{}", tree.own_answer());
                 return kExitDone;
             }
+        } catch (const CLI::CallForVersion& version) {
+            return tree.app().exit(version);
         } catch (const CLI::ParseError& error) {
             if (!whole) continue;
-            if (error.get_exit_code() == 0) return tree.app().exit(error);  // --help, --version
+            if (error.get_exit_code() == 0) return tree.app().exit(error);  // --help
             return print_error(
                 json, tree.path(),
                 fmt::format("{}\nRun with --help for more information.", error.what()), kExitUsage);

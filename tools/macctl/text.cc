@@ -47,37 +47,43 @@ std::string format_address(const u8* address) { return address_text(address).dat
 
 namespace {
 
-constexpr std::array<u8, 256> kDigitValues = [] {
-    std::array<u8, 256> values{};
-    for (u32 i = 0; i < 256; ++i) {
-        values[i] = static_cast<u8>(mac::digit_value(static_cast<char>(i)));
-    }
-    return values;
-}();
+// What a character stands for as the digit in front and as the one behind it.
+constexpr u32 kNoDigit = 0x100;
 
-u32 digit_at(const std::string& text, size_t at) { return kDigitValues[static_cast<u8>(text[at])]; }
+struct DigitRow {
+    u16 high;
+    u16 low;
+};
+
+constexpr std::array<DigitRow, 256> kDigits = [] {
+    std::array<DigitRow, 256> rows{};
+    for (u32 i = 0; i < 256; ++i) {
+        const u32 value = mac::digit_value(static_cast<char>(i));
+        rows[i].high = static_cast<u16>(value > 15 ? kNoDigit : value << 4);
+        rows[i].low = static_cast<u16>(value > 15 ? kNoDigit : value);
+    }
+    return rows;
+}();
 
 // The usual spelling, which most texts have; whatever else it is takes a closer look.
 bool parse_usual(const std::string& text, MacAddress* address) {
     if (text.size() != 17) return false;
+    const auto* at = reinterpret_cast<const u8*>(text.data());
     u32 wrong = 0;
 #pragma GCC unroll 6
-    for (size_t i = 0; i < 6; ++i) {
-        const u32 high = digit_at(text, 3 * i);
-        const u32 low = digit_at(text, 3 * i + 1);
-        if (i < 5) wrong |= static_cast<u32>(text[3 * i + 2] ^ ':');
-        wrong |= (high | low) & ~15u;
-        (*address)[i] = static_cast<u8>(high << 4 | low);
+    for (size_t i = 0; i < 6; ++i, at += 3) {
+        const u32 byte = kDigits[at[0]].high | kDigits[at[1]].low;
+        // Behind the last group stands the text's terminator.
+        wrong |= (byte & kNoDigit) | (at[2] ^ (i < 5 ? u32{':'} : 0));
+        (*address)[i] = static_cast<u8>(byte);
     }
     return wrong == 0;
 }
 
-}  // namespace
-
-std::optional<MacAddress> parse_address(const std::string& text, std::string* error) {
+// Any spelling, and what is wrong with others.
+[[gnu::noinline]] std::optional<MacAddress> parse_spelling(const std::string& text,
+                                                           std::string* error) {
     MacAddress address{};
-    if (parse_usual(text, &address)) return address;
-    address = {};
     const auto refuse = [&](const std::string& reason) {
         *error = fmt::format(
             "\"{}\" is no MAC address: {}; expected six two-digit groups joined by ':', '-' or "
@@ -110,6 +116,14 @@ std::optional<MacAddress> parse_address(const std::string& text, std::string* er
     if (digits != 12) return refuse(fmt::format("it has {} digits instead of 12", digits));
     if (text.back() == separator) return refuse("it ends with a separator");
     return address;
+}
+
+}  // namespace
+
+std::optional<MacAddress> parse_address(const std::string& text, std::string* error) {
+    MacAddress address;
+    if (parse_usual(text, &address)) return address;
+    return parse_spelling(text, error);
 }
 
 std::string status_name(u32 status) {
