@@ -13,7 +13,7 @@ import zlib
 COPY_BYTES = 64 << 10
 GROWTH_BYTES = 512 << 10
 USUAL_VARIABLES = 122
-GROWTH = (122, 500, 1000, 2000, 4000)
+GROWTH = (122, 500, 1000, 2000, 4000, 16000)
 # The C library has a memcpy for each processor: counts have to be those of any machine.
 PLAIN = {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX2,-AVX512VL,-AVX512F,-ERMS,-FSRM,-BMI2"}
 ADDRESS = "02:00:00:00:00:01"
@@ -61,6 +61,12 @@ def workload_times(program, repetitions=5):
     return {name: (statistics.median(times), min(times), max(times)) for name, times in runs.items()}
 
 
+def memory(program):
+    """Bytes of the two heaps, by what takes them."""
+    done = subprocess.run([program], capture_output=True, text=True, check=True)
+    return {name: int(size) for name, size in re.findall(r"^(.*): (\d+)$", done.stdout, re.M)}
+
+
 def environment(folder, size, variables, redundant):
     """A boot environment with our address, its board file and the boot tools' file."""
     texts = [b"var%05d=%s" % (i, b"x" * 20) for i in range(variables - 2)]
@@ -96,13 +102,21 @@ def moved_bytes(command, folder):
     return totals
 
 
+def cases():
+    """What a process reads: words for it, bytes of a copy, variables, two copies or one."""
+    for redundant in (False, True):
+        copies = "two copies" if redundant else "one copy"
+        yield f"{copies}, 64 KiB, 122 variables", COPY_BYTES, USUAL_VARIABLES, redundant
+    for redundant in (False, True):
+        copies = "two copies" if redundant else "one copy"
+        for variables in GROWTH:
+            yield f"{copies}, 512 KiB, {variables} variables", GROWTH_BYTES, variables, redundant
+
+
 def process_counts(macctl, programs=("macctl", "fw_printenv")):
     """Instructions of whole processes that print one address, by what they read."""
     result = {}
-    cases = [("one copy", COPY_BYTES, USUAL_VARIABLES, False),
-             ("two copies", COPY_BYTES, USUAL_VARIABLES, True)]
-    cases += [("growth", GROWTH_BYTES, variables, False) for variables in GROWTH]
-    for what, size, variables, redundant in cases:
+    for what, size, variables, redundant in cases():
         with tempfile.TemporaryDirectory() as name:
             folder = pathlib.Path(name)
             environment(folder, size, variables, redundant)
@@ -114,9 +128,20 @@ def process_counts(macctl, programs=("macctl", "fw_printenv")):
                 for _ in range(12):  # the log that is carried along has its full length then
                     if program == "macctl":
                         subprocess.run(command, cwd=folder, stdout=subprocess.DEVNULL, check=True)
-                result[f"{what}, {size >> 10} KiB, {variables} variables: {program}"] = (
-                    callgrind(command, folder)[""])
+                result[f"{what}: {program}"] = callgrind(command, folder)[""]
     return result
+
+
+def start_counts(programs, macctl):
+    """Instructions of starting: of nothing at all, of macctl, and of its smallest command."""
+    with tempfile.TemporaryDirectory() as name:
+        folder = pathlib.Path(name)
+        environment(folder, 64, 2, False)
+        commands = {"an empty program": [programs / "bench_empty"],
+                    "macctl --version": [macctl, "--version"],
+                    "macctl, an address of an environment of 64 bytes": readers(macctl)["macctl"]}
+        return {f"start: {what}": callgrind(command, folder)[""]
+                for what, command in commands.items()}
 
 
 def environment_traffic(macctl):

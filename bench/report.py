@@ -2,10 +2,11 @@
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 """Benchmarks: exact counts against those on record, and the report.
 
-    report.py check PROGRAMS MACCTL     fails on a count that rose by more than 3 %
-    report.py write PROGRAMS MACCTL     docs/benchmarks.md, its plots, and the record
+    report.py check PROGRAMS MACCTL KERNEL   fails on a count that rose by more than 3 %
+    report.py write PROGRAMS MACCTL KERNEL   docs/benchmarks.md, its plots, and the record
 
-PROGRAMS is the folder with bench_counts and bench_times.
+PROGRAMS is the folder with bench_counts, bench_memory and bench_times, KERNEL the one that
+scripts/bench-kernel.sh leaves.
 """
 import json
 import os
@@ -14,14 +15,17 @@ import platform
 import subprocess
 import sys
 
+import kernel
 import measure
 import plot
+import stack
 
 ROOT = pathlib.Path(__file__).parent.parent
 RECORD = ROOT / "bench" / "record.json"
 PAGE = ROOT / "docs" / "benchmarks.md"
 PLOTS = ROOT / "docs" / "benchmarks"
 RISE = 1.03
+STACK_LIMIT = 2048
 INSTANCES = (1, 2, 4, 16, 64, 256, 1024)
 # What is aimed at: the workload, the limit, and in what.
 TARGETS = [
@@ -35,32 +39,45 @@ TARGETS = [
 ]
 
 
-def all_counts(programs, macctl, peers):
+def all_counts(programs, macctl, guest, peers):
     workloads = measure.workload_counts(programs / "bench_counts")
     counts = {name: round(row["instructions"], 1) for name, row in workloads.items()}
     readers = ("macctl", "fw_printenv") if peers else ("macctl",)
     counts.update(measure.process_counts(macctl, readers))
+    counts.update(measure.start_counts(programs, macctl))
+    counts.update({f"memory: {name}": size
+                   for name, size in measure.memory(programs / "bench_memory").items()})
+    counts.update(kernel.counts(guest))
     return workloads, counts
 
 
 def ours(name):
-    return not name.startswith(("ISA-L", "memcpy", "naive")) and not name.endswith("fw_printenv")
+    """Not what it is compared with."""
+    return (not name.startswith(("ISA-L", "memcpy", "naive", "kernel: empty", "kernel: raw"))
+            and not name.endswith(("fw_printenv", "an empty program")))
 
 
-def check(programs, macctl):
-    record = json.loads(RECORD.read_text())["instructions"]
-    _, counts = all_counts(programs, macctl, peers=False)
-    bad = 0
-    for name, count in counts.items():
-        if not ours(name):
-            continue
-        if name not in record:
-            print(f"not ok  {name}: not on record")
-            bad += 1
-        elif count > record[name] * RISE:
-            print(f"not ok  {name}: {count:.0f} instructions, {record[name]:.0f} on record")
-            bad += 1
-    good = sum(map(ours, counts)) - bad
+def complaint(name, count, record):
+    """What is wrong with a count, or nothing."""
+    if name not in record:
+        return "not on record"
+    if count > record[name] * RISE:
+        return f"{count:.0f}, {record[name]:.0f} on record"
+    if name.startswith("stack: ") and count >= STACK_LIMIT:
+        return f"{count} bytes of stack"
+    return None
+
+
+def check(programs, macctl, guest):
+    record = json.loads(RECORD.read_text())["counts"]
+    _, counts = all_counts(programs, macctl, guest, peers=False)
+    bad = good = 0
+    for name in filter(ours, counts):
+        wrong = complaint(name, counts[name], record)
+        if wrong:
+            print(f"not ok  {name}: {wrong}")
+        bad += wrong is not None
+        good += wrong is None
     print(f"== bench-check: {good} passed, {bad} failed")
     results = ROOT / "build" / "results"
     results.mkdir(parents=True, exist_ok=True)
@@ -99,13 +116,54 @@ def targets(counts, times):
         rows.append([name, "at most 3 instructions a byte beyond the CRC", f"{beyond:.2f}",
                      "yes" if beyond <= 3 else "**no**"])
     for case in ("one copy", "two copies"):
-        label = f"{case}, {measure.COPY_BYTES >> 10} KiB, {measure.USUAL_VARIABLES} variables"
+        label = f"{case}, 64 KiB, {measure.USUAL_VARIABLES} variables"
         own, peer = counts[f"{label}: macctl"], counts[f"{label}: fw_printenv"]
         rows.append([f"whole process, environment of 64 KiB in {case}",
                      "fewer instructions than fw_printenv",
                      f"{own / 1e6:.2f} M against {peer / 1e6:.2f} M",
                      "yes" if own < peer else "**no**"])
+    rows += kernel_targets(counts)
     return table(["what", "target", "found", "met"], rows)
+
+
+def kernel_targets(counts):
+    raw = 2 * counts["kernel: raw read of 16 bytes, flash"]
+    adds = counts["kernel: get address, flash"] - counts["kernel: empty ioctl"] - raw
+    deepest = max(count for name, count in counts.items() if name.startswith("stack: "))
+    return [["what the modules add to a get in a kernel", "less than two raw reads",
+             f"{adds} instructions against {raw}", "yes" if adds < raw else "**no**"],
+            ["deepest stack", f"below {STACK_LIMIT} bytes", f"{deepest} bytes",
+             "yes" if deepest < STACK_LIMIT else "**no**"]]
+
+
+def prefixed(counts, prefix):
+    return {name.removeprefix(prefix): count for name, count in counts.items()
+            if name.startswith(prefix)}
+
+
+def kernel_table(counts):
+    rows = prefixed(counts, "kernel: ")
+    empty = rows["empty ioctl"]
+    return table(["in the guest", "instructions", "of an empty ioctl"],
+                 [[name, f"{count:,}", number(count / empty)] for name, count in rows.items()])
+
+
+def size_table(counts):
+    kinds = list(kernel.SIZES)
+    rows = prefixed(counts, "size: ")
+    return table(["module", *kinds],
+                 [[module, *(f"{rows[f'{module} {kind}']:,}" for kind in kinds)]
+                  for module in ("mac_mng.ko", "mac_platform.ko")])
+
+
+def stack_table(guest):
+    return table(["way in", "bytes", "its deepest functions"],
+                 [[name, str(size), " > ".join(f"`{short(function)}`" for function in chain[-4:])]
+                  for name, (size, chain) in stack.deepest_stacks(guest / "modules").items()])
+
+
+def short(function):
+    return function.split("<")[0]
 
 
 def workload_table(workloads, times):
@@ -137,26 +195,32 @@ def traffic_table():
     return table(["driver", "operation", "calls of the services", "on the media"], rows)
 
 
-def write(programs, macctl):
-    workloads, counts = all_counts(programs, macctl, peers=True)
+def write(programs, macctl, guest):
+    workloads, counts = all_counts(programs, macctl, guest, peers=True)
     times = measure.workload_times(programs / "bench_times")
     moved = measure.environment_traffic(macctl)
-    RECORD.write_text(json.dumps({"instructions": counts, "moved": moved}, indent=1) + "\n")
+    RECORD.write_text(json.dumps({"counts": counts, "moved": moved}, indent=1) + "\n")
     PLOTS.mkdir(exist_ok=True)
     (PLOTS / "instances.svg").write_text(plot.growth(
         "Reading the base address of one block", "instances mounted", "instructions",
         {"get": [(n, counts[f"get base address, {n} mounted"]) for n in INSTANCES]}))
-    label = f"growth, {measure.GROWTH_BYTES >> 10} KiB"
     (PLOTS / "variables.svg").write_text(plot.growth(
         "One address of a 512 KiB environment, whole process", "variables", "instructions",
-        {program: [(n, counts[f"{label}, {n} variables: {program}"]) for n in measure.GROWTH]
-         for program in ("macctl", "fw_printenv")}))
+        {program: [(n, counts[f"one copy, 512 KiB, {n} variables: {program}"])
+                   for n in measure.GROWTH] for program in ("macctl", "fw_printenv")}))
     commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], cwd=ROOT, capture_output=True,
                             text=True, check=True).stdout.strip()
     page = (ROOT / "bench" / "page.md").read_text()
     parts = {"machine": f"{platform.machine()}, {os.cpu_count()} processors, commit {commit}",
              "targets": targets(counts, times), "workloads": workload_table(workloads, times),
              "processes": process_table(counts), "traffic": traffic_table(),
+             "starts": table(["start", "instructions"],
+                             [[name, f"{count:,}"] for name, count in
+                              prefixed(counts, "start: ").items()]),
+             "kernel": kernel_table(counts), "kernel_version": kernel.version(guest), "sizes": size_table(counts),
+             "stacks": stack_table(guest),
+             "memory": table(["what", "bytes"], [[name, f"{size:,}"] for name, size in
+                                                 prefixed(counts, "memory: ").items()]),
              "moved": table(["command", "bytes read", "bytes written"],
                             [[name, str(row["read"]), str(row["write"])]
                              for name, row in moved.items()])}
@@ -166,8 +230,9 @@ def write(programs, macctl):
 
 
 def main():
-    mode, programs, macctl = sys.argv[1], pathlib.Path(sys.argv[2]).resolve(), sys.argv[3]
-    {"check": check, "write": write}[mode](programs, str(pathlib.Path(macctl).resolve()))
+    mode, *places = sys.argv[1:]
+    programs, macctl, guest = (pathlib.Path(place).resolve() for place in places)
+    {"check": check, "write": write}[mode](programs, str(macctl), guest)
 
 
 main()

@@ -8,9 +8,9 @@
 #include <memory>
 #include <optional>
 
+#include "bench/world.h"
 #include "mac_mng/mac_mng.h"
 #include "platform/common/crc16.h"
-#include "platform/host/loader.h"
 #include "platform/host/log_service.h"
 #include "platform/log.h"
 #include "storage/formats/mac_mesg.h"
@@ -22,54 +22,8 @@ namespace bench {
 
 namespace {
 
-constexpr u8 kBase[6] = {0x02, 0x11, 0x22, 0x33, 0x44, 0x50};
-constexpr u32 kLongest = 65534;
 constexpr u32 kModule = 22;
 constexpr u32 kRouterBytes = 6 * kLongest + 16;
-
-std::string entry(u32 chip, u32 offset, u32 num) {
-    return fmt::format(
-        R"(<e id="0" drv_name="drv_mac_eeprom" chip_id="{}" channel="{}" mac_num="{}"/>)", chip,
-        offset, num);
-}
-
-// The default instance and `more` others, each with one block on two chips.
-std::string board_xml(u32 more) {
-    const auto tree = [](u32 offset) {
-        return fmt::format(
-            "<mac_mng><mac_storage_main>{}</mac_storage_main><mac_storage_spare>{}"
-            "</mac_storage_spare></mac_mng>",
-            entry(1, offset, 16), entry(2, offset, 16));
-    };
-    std::string text = R"(<board><platform><eeprom chip="1" image="one" size="0x10000" page="32"/>)"
-                       R"(<eeprom chip="2" image="two" size="0x10000" page="32"/></platform>)" +
-                       tree(0);
-    for (u32 i = 1; i <= more; ++i) {
-        text += fmt::format("<instance id=\"{}\">{}</instance>", i, tree(16 * i));
-    }
-    return text + "</board>";
-}
-
-// The module over media in memory, lines of data dumps filtered out.
-class World {
-public:
-    explicit World(u32 instances)
-        : board_(host::Board::in_memory(
-              host::BoardFile::parse(board_xml(instances - 1), "bench.xml"))),
-          module_(*board_) {
-        host::log_set_level(PLATFORM_LOG_NOTICE);
-        for (u32 i = 1; i < instances; ++i) (void)drv_mac_init(i);
-        (void)drv_mac_set_addr_num(last_ = instances == 1 ? MAC_DEFAULT_INSTANCE : instances - 1, 0,
-                                   kLongest, kBase);
-        (void)drv_mac_set_addr_num(MAC_DEFAULT_INSTANCE, 0, kLongest, kBase);
-    }
-    u32 last() const { return last_; }
-
-private:
-    std::unique_ptr<host::Board> board_;
-    host::Module module_;
-    u32 last_ = 0;
-};
 
 Workload get_with(u32 instances) {
     return {fmt::format("get base address, {} mounted", instances), 0, 100, [instances] {
@@ -217,8 +171,7 @@ Workload from_text() {
 
 Workload mount() {
     return {"mount and unmount", 0, 20, [] {
-                auto world = std::make_shared<World>(2);
-                (void)drv_mac_deinit(1);
+                auto world = std::make_shared<World>(2, 1);
                 return [world] {
                     (void)drv_mac_init(1);
                     (void)drv_mac_deinit(1);

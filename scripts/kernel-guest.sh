@@ -61,7 +61,7 @@ fetch_all() {
 build_modules() {
 	local module
 	"$tree/scripts/build-modules.sh" "$kdir" "$build/modules" "${kbuild[@]}"
-	for module in board consumer fault; do
+	for module in board consumer fault empty; do
 		mkdir -p "$build/$module"
 		cp tests/kernel/$module/* "$build/$module/"
 		make -j "$(nproc)" -C "$kdir" M="$build/$module" MAC_MNG_INCLUDE="$PWD/include" \
@@ -186,7 +186,7 @@ build_initramfs() {
 	ln -s "$loader" "$root/lib64/"
 	printf '/dev/mtd1 0x0 0x4000 0x10000\n/dev/mtd1 0x10000 0x4000 0x10000\n' >"$root/etc/fw_env.config"
 	for module in mtd at24 mtdram i2c-stub; do add_stock_module $module; done
-	cp "$build"/modules/mac_{mng,platform}.ko "$build"/{board,consumer,fault}/*.ko "$root/modules/"
+	cp "$build"/modules/mac_{mng,platform}.ko "$build"/{board,consumer,fault,empty}/*.ko "$root/modules/"
 	"${cross}strip" "$root/bin/macctl"
 	add_firmware
 	pack_initramfs

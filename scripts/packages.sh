@@ -22,7 +22,7 @@ PACKAGES_TEST="$PACKAGES_KERNEL clang libclang-rt-14-dev libgtest-dev librapidch
 PACKAGES_KERNEL_DEBUG="$PACKAGES_KERNEL python3 bc bison flex"
 
 # Benchmarks and what they are compared with.
-PACKAGES_BENCH="$PACKAGES_DEMO python3 valgrind strace libbenchmark-dev libisal-dev"
+PACKAGES_BENCH="$PACKAGES_KERNEL_DEBUG valgrind strace libbenchmark-dev libisal-dev"
 
 # Everything that continuous integration runs.
 PACKAGES_ALL="$PACKAGES_TEST $PACKAGES_KERNEL_DEBUG $PACKAGES_BENCH gcovr clang-tidy shellcheck zsh fish"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 #include "platform/host/memory_service.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -37,6 +38,7 @@ void* allocate(u64 bytes, Heap heap) {
     header->heap = heap;
     ++use.blocks;
     use.bytes += bytes;
+    use.peak = std::max(use.peak, use.bytes);
     return reinterpret_cast<char*>(header) + kHeaderBytes;
 }
 
@@ -62,6 +64,11 @@ namespace host {
 HeapUse heap_use() {
     const std::lock_guard guard(chain_lock);
     return use;
+}
+
+void heap_forget_peak() {
+    const std::lock_guard guard(chain_lock);
+    use.peak = use.bytes;
 }
 
 void heap_release_all() {

@@ -92,6 +92,11 @@ void fuzz_device(void);
 /* What nothing points to any more. */
 void leaks(void);
 
+/* --- bench.c --- */
+
+/* What each command costs, in lines "bench NAME: N". */
+void bench(void);
+
 /* --- power.c --- */
 
 /* Does not come back. */

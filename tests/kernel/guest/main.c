@@ -110,7 +110,7 @@ static void run_asked(void)
 
 	printf("TAP version 13\n");
 	parameter("mac_run", what, sizeof(what));
-	stock_media = !strcmp(what, "stock");
+	stock_media = !strcmp(what, "stock") || !strcmp(what, "bench");
 	checkers = access("/proc/lockdep_stats", F_OK) == 0;
 	if (!strcmp(what, "power")) {
 		start_on_cfi();
@@ -128,6 +128,8 @@ static void run_asked(void)
 		fuzz_device();
 	else if (!strcmp(what, "leaks"))
 		leaks();
+	else if (!strcmp(what, "bench"))
+		bench();
 	else
 		ok(run("/guest", "commands", NULL) == 0, "all commands");
 	kernel_log(!strcmp(what, "failures"));
