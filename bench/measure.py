@@ -1,7 +1,6 @@
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 """Measurements: instructions by callgrind, times by Google Benchmark, bytes by strace."""
 import json
-import os
 import pathlib
 import re
 import statistics
@@ -15,7 +14,9 @@ GROWTH_BYTES = 512 << 10
 USUAL_VARIABLES = 122
 GROWTH = (122, 500, 1000, 2000, 4000, 16000)
 # The C library has a memcpy for each processor: counts have to be those of any machine.
-PLAIN = {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX2,-AVX512VL,-AVX512F,-ERMS,-FSRM,-BMI2"}
+# Nothing else of the caller's: a program starts by walking its environment.
+PLAIN = {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX2,-AVX512VL,-AVX512F,-ERMS,-FSRM,-BMI2",
+         "PATH": "/usr/bin:/bin"}
 ADDRESS = "02:00:00:00:00:01"
 
 
@@ -23,7 +24,7 @@ def callgrind(command, folder):
     """What callgrind counted, by the label of each dump; "" is the whole run."""
     out = pathlib.Path(folder) / "callgrind.out"
     done = subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", *command],
-                          cwd=folder, env=os.environ | PLAIN, capture_output=True, text=True,
+                          cwd=folder, env=PLAIN, capture_output=True, text=True,
                           check=True)
     counts = {"": int(re.search(r"Collected : (\d+)", done.stderr)[1])}
     # In the order in which they were made.

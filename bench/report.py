@@ -33,7 +33,6 @@ TARGETS = [
     ("get base address, 16 mounted", 8000, "instructions"),
     ("log line, filtered", 30, "ns"),
     ("log line, kept", 300, "ns"),
-    ("crc16 IBM-3740 of 14", 10, "ns"),
     ("address to text", 12, "ns"),
     ("text to address", 20, "ns"),
 ]
@@ -107,9 +106,7 @@ def targets(counts, times):
     share = times["memcpy of 65534 addresses"][0] / times["list of 65534"][0]
     rows.append(["list of 65534 addresses", "at least 25 % of memcpy", f"{share:.0%}",
                  "yes" if share >= 0.25 else "**no**"])
-    speed = 4096 / times["crc16 IBM-3740 of 4096"][0]
-    rows.append(["CRC-16 of 4 KiB", "at least 1.8 GB/s", f"{speed:.1f} GB/s",
-                 "yes" if speed >= 1.8 else "**no**"])
+    rows += crc16_targets(times)
     for what in ("built", "checked"):
         name = f"router record of 65534, {what}"
         beyond = (counts[name] - counts["crc16 IBM-3740 of 393264"]) / 393220
@@ -124,6 +121,18 @@ def targets(counts, times):
                      "yes" if own < peer else "**no**"])
     rows += kernel_targets(counts)
     return table(["what", "target", "found", "met"], rows)
+
+
+def crc16_targets(times):
+    """Of the slowest of all variants."""
+    def slowest(length):
+        return max(row[0] for name, row in times.items()
+                   if name.startswith("crc16 ") and name.endswith(f" of {length}"))
+    speed = 4096 / slowest(4096)
+    return [["CRC-16 of 14 bytes, slowest variant", "at most 10 ns", f"{number(slowest(14))} ns",
+             "yes" if slowest(14) <= 10 else "**no**"],
+            ["CRC-16 of 4 KiB, slowest variant", "at least 1.8 GB/s", f"{speed:.1f} GB/s",
+             "yes" if speed >= 1.8 else "**no**"]]
 
 
 def kernel_targets(counts):
