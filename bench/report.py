@@ -3,7 +3,8 @@
 """Benchmarks: exact counts against those on record, and the report.
 
     report.py check PROGRAMS MACCTL KERNEL   fails on a count that rose by more than 3 %
-    report.py write PROGRAMS MACCTL KERNEL   docs/benchmarks.md, its plots, and the record
+    report.py write PROGRAMS MACCTL KERNEL   docs/benchmarks.md, its plots and results.json,
+                                             and the record
 
 PROGRAMS is the folder with bench_counts, bench_memory and bench_times, KERNEL the one that
 scripts/bench-kernel.sh leaves.
@@ -204,11 +205,21 @@ def traffic_table():
     return table(["driver", "operation", "calls of the services", "on the media"], rows)
 
 
+def write_results(machine, counts, times, moved, guest):
+    """Everything that the page shows, for other programs."""
+    nanoseconds = {name: dict(zip(("median", "lowest", "highest"), row))
+                   for name, row in times.items()}
+    chains = {name: chain for name, (_, chain) in stack.deepest_stacks(guest / "modules").items()}
+    results = {"machine": machine, "counts": counts, "nanoseconds": nanoseconds,
+               "environment bytes": moved, "deepest calls": chains}
+    (PLOTS / "results.json").write_text(json.dumps(results, indent=1) + "\n")
+
+
 def write(programs, macctl, guest):
     workloads, counts = all_counts(programs, macctl, guest, peers=True)
     times = measure.workload_times(programs / "bench_times")
     moved = measure.environment_traffic(macctl)
-    RECORD.write_text(json.dumps({"counts": counts, "moved": moved}, indent=1) + "\n")
+    RECORD.write_text(json.dumps({"counts": counts}, indent=1) + "\n")
     PLOTS.mkdir(exist_ok=True)
     (PLOTS / "instances.svg").write_text(plot.growth(
         "Reading the base address of one block", "instances mounted", "instructions",
@@ -219,8 +230,10 @@ def write(programs, macctl, guest):
                    for n in measure.GROWTH] for program in ("macctl", "fw_printenv")}))
     commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], cwd=ROOT, capture_output=True,
                             text=True, check=True).stdout.strip()
+    machine = f"{platform.machine()}, {os.cpu_count()} processors, commit {commit}"
+    write_results(machine, counts, times, moved, guest)
     page = (ROOT / "bench" / "page.md").read_text()
-    parts = {"machine": f"{platform.machine()}, {os.cpu_count()} processors, commit {commit}",
+    parts = {"machine": machine,
              "targets": targets(counts, times), "workloads": workload_table(workloads, times),
              "processes": process_table(counts), "traffic": traffic_table(),
              "starts": table(["start", "instructions"],

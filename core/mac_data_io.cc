@@ -25,7 +25,7 @@ struct Place {
     const MacDriverOps* driver;
 };
 
-// Step by step: one operation's missing driver is logged with its own word.
+// Where there is no driver, `not_exist` is logged: the text of the first operation to come.
 u32 find_place(u32 inst, u32 type, u32 area, const char* not_exist, Place* place) {
     mac_area* const data = mac_get_data(inst, type, area);
     if (data == nullptr) return MAC_FAIL;
