@@ -188,7 +188,7 @@ def process_table(counts):
     rows = []
     for case in cases:
         own, peer = counts[f"{case}: macctl"], counts[f"{case}: fw_printenv"]
-        rows.append([case, f"{own:,}", f"{peer:,}", f"{own / peer:.2f}"])
+        rows.append([case, f"{own:,}", f"{peer:,}", f"{own / peer:.2g}"])
     return table(["one address of an environment", "macctl", "fw_printenv", "ratio"], rows)
 
 
