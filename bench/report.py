@@ -78,6 +78,11 @@ def check(programs, macctl, guest):
             print(f"not ok  {name}: {wrong}")
         bad += wrong is not None
         good += wrong is None
+    # What is no longer measured is not compared either.
+    for name in filter(ours, record):
+        if name not in counts:
+            print(f"not ok  {name}: on record, and was not measured")
+            bad += 1
     print(f"== bench-check: {good} passed, {bad} failed")
     results = ROOT / "build" / "results"
     results.mkdir(parents=True, exist_ok=True)
