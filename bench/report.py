@@ -220,11 +220,7 @@ def write_results(machine, counts, times, moved, guest):
     (PLOTS / "results.json").write_text(json.dumps(results, indent=1) + "\n")
 
 
-def write(programs, macctl, guest):
-    workloads, counts = all_counts(programs, macctl, guest, peers=True)
-    times = measure.workload_times(programs / "bench_times")
-    moved = measure.environment_traffic(macctl)
-    RECORD.write_text(json.dumps({"counts": counts}, indent=1) + "\n")
+def write_plots(counts):
     PLOTS.mkdir(exist_ok=True)
     (PLOTS / "instances.svg").write_text(plot.growth(
         "Reading the base address of one block", "instances mounted", "instructions",
@@ -233,27 +229,43 @@ def write(programs, macctl, guest):
         "One address of a 512 KiB environment, whole process", "variables", "instructions",
         {program: [(n, counts[f"one copy, 512 KiB, {n} variables: {program}"])
                    for n in measure.GROWTH] for program in ("macctl", "fw_printenv")}))
-    commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], cwd=ROOT, capture_output=True,
-                            text=True, check=True).stdout.strip()
-    machine = f"{platform.machine()}, {os.cpu_count()} processors, commit {commit}"
-    write_results(machine, counts, times, moved, guest)
-    page = (ROOT / "bench" / "page.md").read_text()
+
+
+def write_page(machine, workloads, counts, times, moved, guest):
+    def listed(head, prefix):
+        return table(head, [[name, f"{count:,}"] for name, count in prefixed(counts, prefix).items()])
+
     parts = {"machine": machine,
-             "targets": targets(counts, times), "workloads": workload_table(workloads, times),
-             "processes": process_table(counts), "traffic": traffic_table(),
-             "starts": table(["start", "instructions"],
-                             [[name, f"{count:,}"] for name, count in
-                              prefixed(counts, "start: ").items()]),
-             "kernel": kernel_table(counts), "kernel_version": kernel.version(guest), "sizes": size_table(counts),
-             "stacks": stack_table(guest),
-             "memory": table(["what", "bytes"], [[name, f"{size:,}"] for name, size in
-                                                 prefixed(counts, "memory: ").items()]),
+             "targets": targets(counts, times),
+             "traffic": traffic_table(),
              "moved": table(["command", "bytes read", "bytes written"],
                             [[name, str(row["read"]), str(row["write"])]
-                             for name, row in moved.items()])}
+                             for name, row in moved.items()]),
+             "processes": process_table(counts),
+             "starts": listed(["start", "instructions"], "start: "),
+             "kernel": kernel_table(counts),
+             "kernel_version": kernel.version(guest),
+             "sizes": size_table(counts),
+             "stacks": stack_table(guest),
+             "memory": listed(["what", "bytes"], "memory: "),
+             "workloads": workload_table(workloads, times)}
+    page = (ROOT / "bench" / "page.md").read_text()
     for name, text in parts.items():
         page = page.replace("{" + name + "}", text.rstrip("\n"))
     PAGE.write_text(page)
+
+
+def write(programs, macctl, guest):
+    workloads, counts = all_counts(programs, macctl, guest, peers=True)
+    times = measure.workload_times(programs / "bench_times")
+    moved = measure.environment_traffic(macctl)
+    commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], cwd=ROOT, capture_output=True,
+                            text=True, check=True).stdout.strip()
+    machine = f"{platform.machine()}, {os.cpu_count()} processors, commit {commit}"
+    RECORD.write_text(json.dumps({"counts": counts}, indent=1) + "\n")
+    write_plots(counts)
+    write_results(machine, counts, times, moved, guest)
+    write_page(machine, workloads, counts, times, moved, guest)
 
 
 def main():

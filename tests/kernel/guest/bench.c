@@ -42,13 +42,14 @@ static void must(bool good, const char *what)
 	all_good = all_good && good;
 }
 
-/* One thing that is measured; @number is a command where it is one. */
+/* One thing that is measured: for a command its number, and the MAC type of its record or
+ * the length of its buffer. */
 struct work {
 	const char *name;
 	unsigned int calls;
 	void (*call)(const struct work *work, unsigned int round);
 	unsigned int number;
-	uint32_t type;
+	uint32_t type_or_length;
 };
 
 static void command_must(const struct work *work, void *record)
@@ -73,7 +74,8 @@ static void read_eeprom(const struct work *work, unsigned int round)
 
 static void with_address(const struct work *work, unsigned int round)
 {
-	struct mac_ioctl_address record = address(work->type, COUNT, "\x02\0\0\0\0\0");
+	struct mac_ioctl_address record =
+		address(work->type_or_length, COUNT, "\x02\0\0\0\0\0");
 
 	record.addr[5] = round;
 	command_must(work, &record);
@@ -81,21 +83,22 @@ static void with_address(const struct work *work, unsigned int round)
 
 static void with_count(const struct work *work, unsigned int round)
 {
-	struct mac_ioctl_count record = { DEFAULT, 1 + round % COUNT, work->type };
+	struct mac_ioctl_count record = { DEFAULT, 1 + round % COUNT, work->type_or_length };
 
 	command_must(work, &record);
 }
 
 static void with_list(const struct work *work, unsigned int round)
 {
-	struct mac_ioctl_list record = { DEFAULT, work->type, COUNT, (uintptr_t)list, 6 * COUNT };
+	struct mac_ioctl_list record = { DEFAULT, work->type_or_length, COUNT, (uintptr_t)list,
+					 sizeof(list) };
 
 	command_must(work, &record);
 }
 
 static void with_buffer(const struct work *work, unsigned int round)
 {
-	struct mac_ioctl_buffer record = { (uintptr_t)text, work->type };
+	struct mac_ioctl_buffer record = { (uintptr_t)text, work->type_or_length };
 
 	command_must(work, &record);
 }
