@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# Installs the packages of a purpose (demo, test, kernel, kernel-debug, bench, all) that are missing, as root or
-# with sudo. Does nothing, and asks for nothing, when all are there.
+# Installs the packages of a purpose (demo, test, kernel, kernel-debug, bench, all) that are
+# missing, as root or with sudo. Does nothing, and asks for nothing, when all are there.
 set -eu
 # shellcheck source=scripts/packages.sh
 . "$(dirname "$0")/packages.sh"
