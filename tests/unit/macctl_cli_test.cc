@@ -131,6 +131,46 @@ TEST_F(MacctlCli, ShortWords_StandForTheOnlyOne) {
     must("deinit -i 3");
 }
 
+// What macctl says on standard error before the hint at --help.
+std::string complaint(const Outcome& outcome) {
+    const std::string tail = "\nRun with --help for more information.\n";
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(outcome.err.ends_with(tail)) << outcome.err;
+    return outcome.err.substr(0, outcome.err.size() - std::min(tail.size(), outcome.err.size()));
+}
+
+TEST_F(MacctlCli, WrongWords_AreNamedWithASuggestion) {
+    EXPECT_EQ(complaint(tool("stauts")),
+              "macctl: there is no command \"stauts\"; did you mean \"status\"?");
+    EXPECT_EQ(complaint(tool("frobnicate")), "macctl: there is no command \"frobnicate\"");
+    EXPECT_EQ(complaint(tool("get adr")),
+              "macctl: \"get\" has no \"adr\", only addr, num, list; did you mean \"addr\"?");
+    EXPECT_EQ(complaint(tool("show nosuch")),
+              "macctl: \"show\" has no \"nosuch\", only cfg, types");
+    EXPECT_EQ(complaint(tool("help set blok")),
+              "macctl: \"set\" has no \"blok\", only addr, num, block; did you mean \"block\"?");
+    EXPECT_EQ(complaint(tool("get")), "macctl: \"get\" wants a word: addr, num, list");
+    EXPECT_EQ(complaint(tool("''")), "macctl: there is no command \"\"");
+}
+
+TEST_F(MacctlCli, WrongOptions_AreNamedWithASuggestion) {
+    EXPECT_EQ(complaint(tool("get addr --tpye 0")),
+              "macctl: \"--tpye\" is no option of \"get addr\"; did you mean \"--type\"?");
+    EXPECT_EQ(complaint(tool("--borad=x status")),
+              "macctl: \"--borad\" is no option of macctl; did you mean \"--board\"?");
+    EXPECT_EQ(complaint(tool("get addr -x 0")), "macctl: \"-x\" is no option of \"get addr\"");
+    EXPECT_EQ(complaint(tool("-t 0 get addr")),
+              "macctl: \"-t\" is no option of macctl; options of a command stand behind its words");
+}
+
+TEST_F(MacctlCli, NoWords_TheHelp) {
+    const Outcome outcome = tool("");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_EQ(outcome.err, tool("help").out);
+}
+
 TEST_F(MacctlCli, Help_OnEveryLevel_HasAnExample) {
     for (const char* const command :
          {"status", "get", "get addr", "list", "set", "set block", "mount", "show cfg", "log",

@@ -187,4 +187,12 @@ TEST_F(MacctlTransfer, Import_ValidatesAllBeforeItWritesAny) {
     EXPECT_EQ(macctl("import absent.json").status, 7);
 }
 
+TEST_F(MacctlTransfer, Import_NestedWithoutEnd_IsRefused) {
+    folder.write("deep.json", std::string(1000000, '[') + std::string(1000000, ']'));
+    const Outcome outcome = macctl("import deep.json");
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_EQ(outcome.err,
+              "macctl: deep.json: has no \"format\": \"mac_mng-blocks\"; nothing was written\n");
+}
+
 }  // namespace

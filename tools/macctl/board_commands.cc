@@ -32,7 +32,7 @@ std::string finding_text(const std::string& file, const Finding& finding) {
                        finding.text, finding.code, finding.advice);
 }
 
-Json finding_json(const std::string& file, const Finding& finding) {
+Value finding_value(const std::string& file, const Finding& finding) {
     return {{"severity", severity_name(finding.severity)},
             {"code", finding.code},
             {"file", file},
@@ -63,7 +63,7 @@ size_t count(const std::vector<Finding>& findings, Severity severity) {
                       [severity](const Finding& finding) { return finding.severity == severity; }));
 }
 
-Json place_json(const Place& place) {
+Value place_value(const Place& place) {
     return {{"label", place.label},
             {"start", place.range.start},
             {"bytes", place.range.end - place.range.start},
@@ -72,19 +72,21 @@ Json place_json(const Place& place) {
             {"overlaps", place.overlaps}};
 }
 
-Json map_json(const std::vector<MediumMap>& media) {
-    Json json = Json::array();
+Value map_value(const std::vector<MediumMap>& media) {
+    Value value = Value::array();
     for (const MediumMap& map : media) {
-        Json places = Json::array();
-        for (const Place& place : map.places) places.push_back(place_json(place));
-        json.push_back({{"medium", map.name},
-                        {"image", map.image},
-                        {"size", map.size},
-                        {"step", map.step},
-                        {"places", places},
-                        {"variables", map.variables}});
+        Value places = Value::array();
+        for (const Place& place : map.places) places.push_back(place_value(place));
+        Value variables = Value::array();
+        for (const std::string& variable : map.variables) variables.push_back(variable);
+        value.push_back({{"medium", map.name},
+                         {"image", map.image},
+                         {"size", map.size},
+                         {"step", map.step},
+                         {"places", places},
+                         {"variables", variables}});
     }
-    return json;
+    return value;
 }
 
 }  // namespace
@@ -92,10 +94,10 @@ Json map_json(const std::vector<MediumMap>& media) {
 Result board_check(Context& context) {
     const std::vector<Finding> findings = findings_of(context);
     Result result;
-    result.data["findings"] = Json::array();
+    result.data["findings"] = Value::array();
     for (const Finding& finding : findings) {
         result.text += finding_text(context.board(), finding);
-        result.data["findings"].push_back(finding_json(context.board(), finding));
+        result.data["findings"].push_back(finding_value(context.board(), finding));
     }
     const size_t errors = count(findings, Severity::kError);
     const size_t warnings = count(findings, Severity::kWarning);
@@ -110,7 +112,7 @@ Result board_init(Context& context) {
     host::BoardFile file = host::BoardFile::read(context.board());
     const host::BoardLock lock(file, host::Access::kReadWrite);
     Result result;
-    result.data["images"] = Json::array();
+    result.data["images"] = Value::array();
     std::vector<bool> there;
     for (const std::string& image : images_of(file)) {
         there.push_back(std::filesystem::exists(file.resolve(image)));
@@ -129,7 +131,7 @@ Result board_map(Context& context) {
     const host::BoardFile file = host::BoardFile::read(context.board());
     const std::vector<MediumMap> media = map_board(file);
     Result result;
-    result.data["media"] = map_json(media);
+    result.data["media"] = map_value(media);
     if (context.options.svg.empty()) {
         result.text = map_text(media);
         return result;

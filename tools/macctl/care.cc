@@ -47,14 +47,14 @@ std::string copy_text(unsigned area, const CopyReport& copy) {
     return text + "\n";
 }
 
-Json copy_json(const CopyReport& copy) {
-    Json json = {{"place", copy.copy.place()},
-                 {"driver", copy.copy.driver},
-                 {"state", copy.state()},
-                 {"status", fmt::format("0x{:08x}", copy.record.status)}};
-    json["block"] = decodes(copy) ? block_json(copy.record.base, copy.record.num) : Json();
-    json["detail"] = copy.record.detail;
-    return json;
+Value copy_value(const CopyReport& copy) {
+    Value value = {{"place", copy.copy.place()},
+                   {"driver", copy.copy.driver},
+                   {"state", copy.state()},
+                   {"status", fmt::format("0x{:08x}", copy.record.status)}};
+    value["block"] = decodes(copy) ? block_value(copy.record.base, copy.record.num) : Value();
+    value["detail"] = copy.record.detail;
+    return value;
 }
 
 std::string pool_text(const PoolReport& pool) {
@@ -71,16 +71,16 @@ std::string pool_text(const PoolReport& pool) {
     return text;
 }
 
-Json pool_json(const PoolReport& pool) {
-    Json json = {{"instance", fmt::format("0x{:x}", pool.inst)},
-                 {"type", pool.type},
-                 {"health", health_name(pool.health)}};
+Value pool_value(const PoolReport& pool) {
+    Value value = {{"instance", fmt::format("0x{:x}", pool.inst)},
+                   {"type", pool.type},
+                   {"health", health_name(pool.health)}};
     for (unsigned area = 0; area < 2; ++area) {
-        json[area_name(area)] = pool.copies[area] ? copy_json(*pool.copies[area]) : Json();
+        value[area_name(area)] = pool.copies[area] ? copy_value(*pool.copies[area]) : Value();
     }
-    json["next"] = pool.next_words();
-    json["note"] = pool.note;
-    return json;
+    value["next"] = pool.next_words();
+    value["note"] = pool.note;
+    return value;
 }
 
 Reports look(Context& context) {
@@ -95,7 +95,7 @@ size_t count(const Reports& reports, Health health) {
                       [health](const PoolReport& pool) { return pool.health == health; }));
 }
 
-Json summary_json(const Reports& reports) {
+Value summary_value(const Reports& reports) {
     return {{"good", count(reports, Health::kGood)},
             {"degraded", count(reports, Health::kDegraded)},
             {"lost", count(reports, Health::kLost)}};
@@ -139,13 +139,13 @@ std::string repair_text(const Repair& repair) {
     return text + fmt::format(": rewritten with {}\n", block_words(now.base, now.num));
 }
 
-Json repair_json(const Repair& repair) {
+Value repair_value(const Repair& repair) {
     const unsigned area = repair.before.next == Next::kRewriteMain ? 0 : 1;
     return {{"instance", fmt::format("0x{:x}", repair.before.inst)},
             {"type", repair.before.type},
             {"copy", area_name(area)},
-            {"before", copy_json(*repair.before.copies[area])},
-            {"after", copy_json(*repair.after.copies[area])},
+            {"before", copy_value(*repair.before.copies[area])},
+            {"after", copy_value(*repair.after.copies[area])},
             {"repaired", repair.done()}};
 }
 
@@ -166,18 +166,19 @@ std::vector<Repair> repair_all(Context& context, const Reports& wanting) {
 Result check(Context& context) {
     const Reports reports = look(context);
     Result result;
-    result.data["blocks"] = Json::array();
+    result.data["blocks"] = Value::array();
     for (const PoolReport& pool : reports) {
         result.text += pool_text(pool);
-        result.data["blocks"].push_back(pool_json(pool));
+        result.data["blocks"].push_back(pool_value(pool));
     }
-    const Json summary = summary_json(reports);
-    result.data["summary"] = summary;
+    result.data["summary"] = summary_value(reports);
+    const size_t degraded = count(reports, Health::kDegraded);
+    const size_t lost = count(reports, Health::kLost);
     result.text +=
         fmt::format("{}: {} good, {} degraded, {} lost\n", counted(reports.size(), "block"),
-                    summary["good"].dump(), summary["degraded"].dump(), summary["lost"].dump());
-    if (summary["degraded"] != 0) result.exit = kExitDegraded;
-    if (summary["lost"] != 0) result.exit = kExitLost;
+                    count(reports, Health::kGood), degraded, lost);
+    if (degraded != 0) result.exit = kExitDegraded;
+    if (lost != 0) result.exit = kExitLost;
     return result;
 }
 
@@ -186,19 +187,19 @@ Result repair(Context& context) {
     Reports wanting;
     std::copy_if(reports.begin(), reports.end(), std::back_inserter(wanting), can_repair);
     Result result;
-    result.data["repairs"] = Json::array();
+    result.data["repairs"] = Value::array();
     if (context.options.dry_run) {
         for (const PoolReport& pool : wanting) {
             result.text +=
                 fmt::format("{}: {}\n", pool_name(pool.inst, pool.type), pool.next_words());
-            result.data["repairs"].push_back(pool_json(pool));
+            result.data["repairs"].push_back(pool_value(pool));
         }
         return result;
     }
     size_t failed = 0;
     for (const Repair& repair : repair_all(context, wanting)) {
         result.text += repair_text(repair);
-        result.data["repairs"].push_back(repair_json(repair));
+        result.data["repairs"].push_back(repair_value(repair));
         failed += repair.done() ? 0 : 1;
     }
     for (const PoolReport& pool : reports) {

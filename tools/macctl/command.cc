@@ -62,7 +62,7 @@ std::string block_words(const MacAddress& base, u32 num) {
     return fmt::format("{} count {}", format_address(base.data()), num);
 }
 
-Json block_json(const MacAddress& base, u32 num) {
+Value block_value(const MacAddress& base, u32 num) {
     return {{"base", format_address(base.data())}, {"count", num}};
 }
 

@@ -4,13 +4,10 @@
 #ifndef TOOLS_MACCTL_COMMAND_H
 #define TOOLS_MACCTL_COMMAND_H
 
-#include <nlohmann/json.hpp>
-
 #include "tools/macctl/target.h"
+#include "tools/macctl/value.h"
 
 namespace macctl {
-
-using Json = nlohmann::ordered_json;
 
 enum Exit {
     kExitDone = 0,
@@ -40,7 +37,7 @@ private:
 // What a command gives back: text for people, data for programs, the exit status.
 struct Result {
     std::string text;
-    Json data = Json::object();
+    Value data = Value::object();
     int exit = kExitDone;
 };
 
@@ -66,6 +63,8 @@ struct Options {
     std::string directory;   // where files go
     std::string svg;
     u32 offset = 0;
+    std::vector<std::string> words;  // of the command that help is wanted for
+    bool manual = false;
 
     u32 instance() const { return inst.value_or(0xffffffff); }
     Pool pool() const { return {instance(), type.value_or(0)}; }
@@ -99,7 +98,7 @@ std::string pool_name(u32 inst, u32 type);
 std::string instance_name(u32 inst);
 // "00:11:22:33:44:00 count 8".
 std::string block_words(const MacAddress& base, u32 num);
-Json block_json(const MacAddress& base, u32 num);
+Value block_value(const MacAddress& base, u32 num);
 
 // Does something with an instance mounted, and leaves it as it was.
 template <typename Action>

@@ -15,7 +15,8 @@ Result mount(Context& context);
 Result unmount(Context& context);
 Result show_cfg(Context& context);
 Result show_types(Context& context);
-Result diag(Context& context);
+Result diag_devlist(Context& context);
+Result diag_drvlist(Context& context);
 Result log(Context& context);
 
 // list.cc

@@ -1,46 +1,47 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-// Completion scripts, made from the tree of commands.
+// Completion scripts, made from the table of commands.
+#include "tools/macctl/completion.h"
+
 #include <fmt/format.h>
 
-#include <functional>
+#include <sstream>
 
-#include "tools/macctl/cli.h"
+#include "tools/macctl/command_table.h"
 
 namespace macctl {
 
 namespace {
 
-using Visit = std::function<void(const CLI::App&)>;
-
-void walk(const CLI::App& app, const Visit& visit) {
-    visit(app);
-    for (const CLI::App* child : app.get_subcommands({})) walk(*child, visit);
-}
-
-std::string commands_of(const CLI::App& app) {
+// The long names of the options, each behind a blank.
+std::string long_names(std::span<const OptionRow> options) {
     std::string words;
-    for (const CLI::App* child : app.get_subcommands({})) words += child->get_name() + " ";
-    return words;
-}
-
-std::string options_of(const CLI::App& app) {
-    std::string words;
-    for (const CLI::App* at = &app; at != nullptr; at = at->get_parent()) {
-        for (const CLI::Option* option : at->get_options()) {
-            for (const std::string& name : option->get_lnames()) words += "--" + name + " ";
-        }
+    for (const OptionRow& option : options) {
+        const std::string_view names = option.names;
+        const size_t at = names.find("--");
+        if (at != std::string_view::npos) words += " " + std::string(names.substr(at));
     }
     return words;
 }
 
+std::string names_below(std::string_view path) {
+    std::string words;
+    for (const CommandRow* row : rows_below(path)) words += std::string(row->name()) + " ";
+    return words;
+}
+
+std::string words_below(std::string_view path, std::span<const OptionRow> options) {
+    return names_below(path) + "--help --version" + long_names(options) +
+           long_names(global_options());
+}
+
 // The functions that both shells share: the words below a command, and those of them
 // that are commands.
-std::string word_functions(const CLI::App& app) {
-    std::string table;
-    walk(app, [&table](const CLI::App& at) {
-        table += fmt::format("        \"{}\") words_below=\"{}{}\" ;;\n", path_of(at),
-                             commands_of(at), options_of(at));
-    });
+std::string word_functions() {
+    static constexpr char kCase[] = "        \"{}\") words_below=\"{}\" ;;\n";
+    std::string table = fmt::format(kCase, "", words_below("", {}));
+    for (const CommandRow& row : command_table()) {
+        table += fmt::format(kCase, row.path, words_below(row.path, row.options));
+    }
     return "_macctl_words() {\n"
            "    local words_below=\n"
            "    case $1 in\n" +
@@ -53,8 +54,8 @@ std::string word_functions(const CLI::App& app) {
            "}\n";
 }
 
-std::string bash_script(const CLI::App& app) {
-    return "# Completion of macctl; made by \"macctl completion\".\n" + word_functions(app) +
+std::string bash_script() {
+    return "# Completion of macctl; made by \"macctl completion\".\n" + word_functions() +
            "_macctl() {\n"
            "    local current=${COMP_WORDS[COMP_CWORD]} below='' word\n"
            "    for word in \"${COMP_WORDS[@]:1:COMP_CWORD-1}\"; do\n"
@@ -70,9 +71,9 @@ std::string bash_script(const CLI::App& app) {
            "complete -F _macctl macctl\n";
 }
 
-std::string zsh_script(const CLI::App& app) {
+std::string zsh_script() {
     return "#compdef macctl\n# Completion of macctl; made by \"macctl completion\".\n" +
-           word_functions(app) +
+           word_functions() +
            "_macctl() {\n"
            "    local below='' word\n"
            "    for word in ${words[2,CURRENT-1]}; do\n"
@@ -96,50 +97,64 @@ std::string fish_quote(const std::string& text) {
 }
 
 // Offered where all words of the path, and none of the words below it, are there.
-std::string fish_condition(const CLI::App& at) {
+std::string fish_condition(const std::string& path) {
     std::string condition;
-    for (const CLI::App* app = &at; app->get_parent() != nullptr; app = app->get_parent()) {
-        condition =
-            fmt::format("__fish_seen_subcommand_from {}; and {}", app->get_name(), condition);
+    std::istringstream words(path);
+    for (std::string word; words >> word;) {
+        condition += (condition.empty() ? "" : "; and ") +
+                     fmt::format("__fish_seen_subcommand_from {}", word);
     }
-    const std::string below = commands_of(at);
-    if (!below.empty()) condition += "not __fish_seen_subcommand_from " + below;
-    while (!condition.empty() && condition.back() == ' ') condition.pop_back();
-    const std::string tail = "; and";
-    if (condition.size() >= tail.size() &&
-        condition.compare(condition.size() - tail.size(), tail.size(), tail) == 0) {
-        condition.resize(condition.size() - tail.size());
-    }
-    return condition;
+    std::string below = names_below(path);
+    if (below.empty()) return condition;
+    below.pop_back();
+    return condition + (condition.empty() ? "" : "; and ") + "not __fish_seen_subcommand_from " +
+           below;
 }
 
-std::string fish_script(const CLI::App& app) {
-    std::string script = "# Completion of macctl; made by \"macctl completion\".\n";
-    walk(app, [&script](const CLI::App& at) {
-        const std::string condition = fish_quote(fish_condition(at));
-        for (const CLI::App* child : at.get_subcommands({})) {
-            script += fmt::format("complete -c macctl -f -n {} -a {} -d {}\n", condition,
-                                  child->get_name(), fish_quote(child->get_description()));
-        }
-        const bool top = at.get_parent() == nullptr;
-        for (const CLI::Option* option : at.get_options()) {
-            if (option->get_lnames().empty()) continue;
-            std::string line = fmt::format("complete -c macctl -l {}", option->get_lnames()[0]);
-            if (!option->get_snames().empty()) line += " -s " + option->get_snames()[0];
-            if (!top) line += " -n " + condition;
-            if (option->get_items_expected_max() > 0) line += " -r";
-            script += line + " -d " + fish_quote(option->get_description()) + "\n";
-        }
-    });
+std::string fish_commands(const std::string& path) {
+    const std::string condition = fish_quote(fish_condition(path));
+    std::string script;
+    for (const CommandRow* row : rows_below(path)) {
+        script += fmt::format("complete -c macctl -f -n {} -a {} -d {}\n", condition, row->name(),
+                              fish_quote(row->what));
+    }
+    return script;
+}
+
+std::string fish_options(std::span<const OptionRow> options, const std::string& condition) {
+    std::string script;
+    for (const OptionRow& option : options) {
+        const std::string_view names = option.names;
+        const size_t at = names.find("--");
+        if (at == std::string_view::npos) continue;
+        script += fmt::format("complete -c macctl -l {}", names.substr(at + 2));
+        if (at > 0) script += fmt::format(" -s {}", names.substr(1, 1));
+        if (!condition.empty()) script += " -n " + fish_quote(condition);
+        if (option.value != nullptr) script += " -r";
+        script += " -d " + fish_quote(option.what) + "\n";
+    }
+    return script;
+}
+
+std::string fish_script() {
+    std::string script =
+        "# Completion of macctl; made by \"macctl completion\".\n"
+        "complete -c macctl -l help -s h -d 'Print this help message and exit'\n"
+        "complete -c macctl -l version -d 'Display program version information "
+        "and exit'\n" +
+        fish_commands("") + fish_options(global_options(), "");
+    for (const CommandRow& row : command_table()) {
+        script += fish_commands(row.path) + fish_options(row.options, fish_condition(row.path));
+    }
     return script;
 }
 
 }  // namespace
 
-std::string completion_script(const CLI::App& app, const std::string& shell) {
-    if (shell == "fish") return fish_script(app);
-    if (shell == "bash") return bash_script(app);
-    if (shell == "zsh") return zsh_script(app);
+std::string completion_script(const std::string& shell) {
+    if (shell == "fish") return fish_script();
+    if (shell == "bash") return bash_script();
+    if (shell == "zsh") return zsh_script();
     return "";
 }
 

@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <csignal>
 #include <thread>
+#include <utility>
 
 #include "mac_mng/mac_status.h"
 #include "tools/macctl/commands.h"
+#include "tools/macctl/json.h"
 #include "tools/macctl/terminal.h"
 
 namespace macctl {
@@ -37,36 +39,36 @@ std::string drivers_of(const PoolReport& pool) {
     return text;
 }
 
-Json pool_status(const PoolReport& pool) {
-    Json row = {{"instance", fmt::format("0x{:x}", pool.inst)}, {"type", pool.type}};
+Value pool_status(const PoolReport& pool) {
+    Value row = {{"instance", fmt::format("0x{:x}", pool.inst)}, {"type", pool.type}};
     const Record* const winner = pool.winner();
-    row["base"] = winner ? Json(format_address(winner->base.data())) : Json();
+    row["base"] = winner ? Value(format_address(winner->base.data())) : Value();
     row["last"] = winner && winner->num > 0
-                      ? Json(format_address(nth_address(winner->base, winner->num - 1).data()))
-                      : Json();
-    row["count"] = winner ? Json(winner->num) : Json();
+                      ? Value(format_address(nth_address(winner->base, winner->num - 1).data()))
+                      : Value();
+    row["count"] = winner ? Value(winner->num) : Value();
     for (unsigned area = 0; area < 2; ++area) {
         const auto& copy = pool.copies[area];
         row[area_name(area)] =
-            copy ? Json{{"driver", copy->copy.driver}, {"state", copy->state()}} : Json();
+            copy ? Value{{"driver", copy->copy.driver}, {"state", copy->state()}} : Value();
     }
     return row;
 }
 
-std::string text_or_dash(const Json& value) {
+std::string text_or_dash(const Value& value) {
     if (value.is_null()) return "-";
-    return value.is_string() ? value.get<std::string>() : value.dump();
+    return value.text() != nullptr ? *value.text() : json_line(value);
 }
 
 // The listings are lines "LABEL : VALUE", an empty line behind each entry.
-Json listing_entries(const std::string& text) {
-    Json entries = Json::array();
-    Json entry = Json::object();
+Value listing_entries(const std::string& text) {
+    Value entries = Value::array();
+    Value entry = Value::object();
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         const size_t colon = line.find(": ");
         if (line.empty() && !entry.empty()) {
-            entries.push_back(std::exchange(entry, Json::object()));
+            entries.push_back(std::exchange(entry, Value::object()));
         } else if (colon != std::string::npos) {
             entry[line.substr(0, line.find_last_not_of(' ', colon - 1) + 1)] =
                 line.substr(colon + 2);
@@ -83,7 +85,15 @@ Result listing(const Context& context, const char* what, u32 status, const std::
     return result;
 }
 
-Json line_json(const LogEntry& entry) {
+Result attribute(Context& context, const std::string& name) {
+    const std::optional<std::string> content = context.target().attribute(name);
+    if (!content) {
+        throw Failure(kExitNotFound, "the module has no attribute \"" + name + "\"");
+    }
+    return {*content, {{"content", *content}}};
+}
+
+Value line_value(const LogEntry& entry) {
     return {{"level", entry.level}, {"text", printable_log(entry.text)}};
 }
 
@@ -114,8 +124,8 @@ void follow(Context& context) {
     while (stopped == 0) {
         const std::vector<LogEntry> now = context.target().log();
         for (size_t i = already_seen(seen, now); i < now.size(); ++i) {
-            fmt::print("{}",
-                       context.options.json ? line_json(now[i]).dump() + "\n" : line_text(now[i]));
+            fmt::print("{}", context.options.json ? json_line(line_value(now[i])) + "\n"
+                                                  : line_text(now[i]));
         }
         std::fflush(stdout);
         seen = now;
@@ -127,14 +137,14 @@ void follow(Context& context) {
 
 Result status(Context& context) {
     Result result;
-    result.data["blocks"] = Json::array();
+    result.data["blocks"] = Value::array();
     Table table({"INSTANCE", "TYPE", "BASE", "LAST", "COUNT", "DRIVER", "MAIN", "SPARE"});
     for (const PoolReport& pool : context.target().inspect(context.options.filter())) {
-        const Json row = pool_status(pool);
-        result.data["blocks"].push_back(row);
-        std::vector<std::string> cells = {
-            row["instance"],           std::to_string(pool.type),  text_or_dash(row["base"]),
-            text_or_dash(row["last"]), text_or_dash(row["count"]), drivers_of(pool)};
+        Value row = pool_status(pool);
+        std::vector<std::string> cells = {text_or_dash(row["instance"]), std::to_string(pool.type),
+                                          text_or_dash(row["base"]),     text_or_dash(row["last"]),
+                                          text_or_dash(row["count"]),    drivers_of(pool)};
+        result.data["blocks"].push_back(std::move(row));
         std::vector<Colour> colours(cells.size(), Colour::kNone);
         for (const auto& copy : pool.copies) {
             cells.push_back(copy ? copy->state() : "-");
@@ -183,26 +193,21 @@ Result show_types(Context& context) {
     return listing(context, "show types", status, text);
 }
 
-Result diag(Context& context) {
-    const std::optional<std::string> content = context.target().attribute(context.options.name);
-    if (!content) {
-        throw Failure(kExitNotFound,
-                      "the module has no attribute \"" + context.options.name + "\"");
-    }
-    return {*content, {{"content", *content}}};
-}
+Result diag_devlist(Context& context) { return attribute(context, "devlist"); }
+
+Result diag_drvlist(Context& context) { return attribute(context, "drvlist"); }
 
 Result log(Context& context) {
     Result result;
     if (context.options.follow) {
         follow(context);
-        result.data = Json();
+        result.data = Value();
         return result;
     }
-    result.data["lines"] = Json::array();
+    result.data["lines"] = Value::array();
     for (const LogEntry& entry : context.target().log()) {
         result.text += line_text(entry);
-        result.data["lines"].push_back(line_json(entry));
+        result.data["lines"].push_back(line_value(entry));
     }
     return result;
 }

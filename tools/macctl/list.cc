@@ -8,6 +8,7 @@
 #include "mac_mng/mac_status.h"
 #include "tools/macctl/board_compile.h"
 #include "tools/macctl/commands.h"
+#include "tools/macctl/json.h"
 
 namespace macctl {
 
@@ -98,14 +99,14 @@ Addresses read_addresses(Context& context) {
 Result list(Context& context) {
     const Addresses addresses = read_addresses(context);
     Result result;
-    result.data["addresses"] = Json::array();
+    result.data["addresses"] = Value::array();
     for (const MacAddress& address : addresses) {
         result.data["addresses"].push_back(format_address(address.data()));
     }
     if (context.options.format == "csv") {
         result.text = csv_text(addresses);
     } else if (context.options.format == "json") {
-        result.text = result.data["addresses"].dump(2) + "\n";
+        result.text = json_pages(result.data["addresses"]) + "\n";
     } else if (context.options.format == "link") {
         result.text = link_text(context, addresses);
     } else {

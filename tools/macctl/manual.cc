@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // macctl(8), made from the tree of commands.
+#include "tools/macctl/manual.h"
+
 #include <fmt/format.h>
 
-#include "tools/macctl/cli.h"
+#include <sstream>
+
+#include "tools/macctl/command_table.h"
 
 namespace macctl {
 
@@ -26,48 +30,34 @@ std::string roff(const std::string& text) {
     return result;
 }
 
-std::string option_names(const CLI::Option& option) {
+// "-t, --type NUMBER", or an argument's own name.
+std::string option_names(const OptionRow& option) {
+    if (option.is_positional()) return fmt::format("\\fI{}\\fR", roff(option.names));
     std::string names;
-    for (const std::string& name : option.get_snames()) names += "\\fB\\-" + roff(name) + "\\fR, ";
-    for (const std::string& name : option.get_lnames())
-        names += "\\fB\\-\\-" + roff(name) + "\\fR, ";
-    if (!names.empty()) names.resize(names.size() - 2);
-    if (option.get_positional()) names = "\\fI" + roff(option.get_name(true)) + "\\fR";
-    if (option.get_items_expected_max() > 0 && !option.get_positional()) {
-        names += " \\fI" + roff(option.get_type_name()) + "\\fR";
+    std::istringstream all(option.names);
+    for (std::string name; std::getline(all, name, ',');) {
+        names += fmt::format("{}\\fB{}\\fR", names.empty() ? "" : ", ", roff(name));
     }
+    if (option.value != nullptr) names += fmt::format(" \\fI{}\\fR", roff(option.type_name()));
     return names;
 }
 
-std::string options_text(const CLI::App& app) {
+std::string options_text(std::span<const OptionRow> options) {
     std::string text;
-    for (const CLI::Option* option : app.get_options()) {
-        if (option == app.get_help_ptr()) continue;
-        text +=
-            fmt::format(".TP\n{}\n{}{}\n", option_names(*option), roff(option->get_description()),
-                        option->get_required() ? " (required)" : "");
+    for (const OptionRow& option : options) {
+        text += fmt::format(".TP\n{}\n{}{}\n", option_names(option), roff(option.what),
+                            option.required ? " (required)" : "");
     }
     return text;
 }
 
-std::string example_of(const CLI::App& app) {
-    const std::string footer = app.get_footer();
-    const std::string marker = "Example:\n  ";
-    return footer.rfind(marker, 0) == 0 ? footer.substr(marker.size()) : "";
-}
-
-std::string commands_text(const CLI::App& app) {
+std::string commands_text() {
     std::string text;
-    for (const CLI::App* child : app.get_subcommands({})) {
-        if (!child->get_subcommands({}).empty()) {
-            text += commands_text(*child);
-            continue;
-        }
-        text +=
-            fmt::format(".SS \"{}\"\n{}\n", roff(path_of(*child)), roff(child->get_description()));
-        text += options_text(*child);
-        const std::string example = example_of(*child);
-        if (!example.empty()) text += fmt::format(".PP\n.EX\n    {}\n.EE\n", roff(example));
+    for (const CommandRow& row : command_table()) {
+        if (is_object(row)) continue;
+        text += fmt::format(".SS \"{}\"\n{}\n", roff(row.path), roff(row.what)) +
+                options_text(row.options) +
+                fmt::format(".PP\n.EX\n    {}\n.EE\n", roff(row.example));
     }
     return text;
 }
@@ -102,6 +92,9 @@ or
 .B list
 repairs a copy that is no good, as every access does.
 .SH OPTIONS
+.TP
+\fB\-\-version\fR
+Display program version information and exit
 )";
 
 constexpr char kTail[] =
@@ -182,8 +175,8 @@ no colours, also on a terminal
 
 }  // namespace
 
-std::string manual_page(const CLI::App& app) {
-    return kHead + options_text(app) + ".SH COMMANDS\n" + commands_text(app) + kTail;
+std::string manual_page() {
+    return kHead + options_text(global_options()) + ".SH COMMANDS\n" + commands_text() + kTail;
 }
 
 }  // namespace macctl

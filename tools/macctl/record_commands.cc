@@ -89,19 +89,19 @@ std::string lower(std::string text) {
     return text;
 }
 
-Json decoded_json(const Decoded& decoded) {
+Value decoded_value(const Decoded& decoded) {
     const Record& record = decoded.record;
-    Json json = {{"format", decoded.format->name}, {"state", state_name(record.state)}};
+    Value value = {{"format", decoded.format->name}, {"state", state_name(record.state)}};
     const bool good = record.state == CopyState::kGood;
-    json["block"] = good ? block_json(record.base, record.num) : Json();
-    json["check"] = good ? Json(fmt::format("0x{:x}", record.check)) : Json();
-    json["detail"] = record.detail;
-    return json;
+    value["block"] = good ? block_value(record.base, record.num) : Value();
+    value["check"] = good ? Value(fmt::format("0x{:x}", record.check)) : Value();
+    value["detail"] = record.detail;
+    return value;
 }
 
 Result described(const Decoded& decoded, std::string text) {
     Result result;
-    result.data = decoded_json(decoded);
+    result.data = decoded_value(decoded);
     result.text = std::move(text);
     if (decoded.record.state != CopyState::kGood) result.exit = kExitLost;
     return result;
@@ -127,13 +127,13 @@ std::string found_text(const Found& found) {
     return text + "\n";
 }
 
-Json found_json(const Found& found) {
-    Json json = {{"offset", found.offset}, {"format", found.format->name}, {"good", found.good}};
-    json["block"] = found.good ? block_json(found.base, found.num) : Json();
-    json["crc16"] = Json::array();
-    for (const auto* variant : found.variants) json["crc16"].push_back(lower(variant->name));
-    json["detail"] = found.detail;
-    return json;
+Value found_value(const Found& found) {
+    Value value = {{"offset", found.offset}, {"format", found.format->name}, {"good", found.good}};
+    value["block"] = found.good ? block_value(found.base, found.num) : Value();
+    value["crc16"] = Value::array();
+    for (const auto* variant : found.variants) value["crc16"].push_back(lower(variant->name));
+    value["detail"] = found.detail;
+    return value;
 }
 
 }  // namespace
@@ -183,10 +183,10 @@ Result record_encode(Context& context) {
 Result record_identify(Context& context) {
     const std::vector<u8> file = read_bytes(context.options.file);
     Result result;
-    result.data["records"] = Json::array();
+    result.data["records"] = Value::array();
     for (const Found& found : identify(file)) {
         result.text += found_text(found);
-        result.data["records"].push_back(found_json(found));
+        result.data["records"].push_back(found_value(found));
     }
     if (result.text.empty()) {
         fmt::print(stderr,

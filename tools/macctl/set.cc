@@ -87,8 +87,8 @@ std::string words_of(const std::optional<Block>& block, const char* otherwise) {
     return block ? block_words(block->base, block->num) : otherwise;
 }
 
-Json json_of(const std::optional<Block>& block) {
-    return block ? block_json(block->base, block->num) : Json();
+Value value_of(const std::optional<Block>& block) {
+    return block ? block_value(block->base, block->num) : Value();
 }
 
 template <typename Write>
@@ -112,8 +112,8 @@ Result change_block(Context& context, const char* verb, const Change& change, Wr
         fmt::format("before  {}\nafter   {}{}\n", words_of(change.before, "no good block"),
                     words_of(change.after, "not known in whole"),
                     context.options.dry_run ? "  (not written)" : "");
-    result.data["before"] = json_of(change.before);
-    result.data["after"] = json_of(change.after);
+    result.data["before"] = value_of(change.before);
+    result.data["after"] = value_of(change.after);
     result.data["written"] = !context.options.dry_run;
     return result;
 }

@@ -11,6 +11,7 @@
 #include "mac_mng/mac_status.h"
 #include "tools/macctl/board_compile.h"
 #include "tools/macctl/commands.h"
+#include "tools/macctl/json.h"
 #include "tools/macctl/terminal.h"
 
 namespace macctl {
@@ -18,7 +19,7 @@ namespace macctl {
 namespace {
 
 constexpr char kFormatName[] = "mac_mng-blocks";
-constexpr int kFormatVersion = 1;
+constexpr u32 kFormatVersion = 1;
 
 struct Item {
     u32 inst;
@@ -31,44 +32,62 @@ struct Item {
     throw Failure(kExitNotWritten, fmt::format("{}: {}; nothing was written", file, reason));
 }
 
-Json read_json(const std::string& file) {
+// Nothing where the member is not there.
+const Value& member_of(const Value& value, const char* name) {
+    static const Value kNothing;
+    const Value* const member = value.find(name);
+    return member == nullptr ? kNothing : *member;
+}
+
+std::string text_of(const Value& value, const char* name) {
+    const std::string* const text = member_of(value, name).text();
+    return text == nullptr ? "" : *text;
+}
+
+std::optional<u32> number_of(const Value& value) {
+    const auto* const number = std::get_if<std::uint64_t>(&value.content());
+    if (number == nullptr || *number > 0xffffffffu) return std::nullopt;
+    return static_cast<u32>(*number);
+}
+
+Value read_json(const std::string& file) {
     std::ifstream stream(file);
     if (!stream && file != "-") refuse(file, std::string("cannot be read: ") + strerror(errno));
-    Json json = Json::parse(file == "-" ? std::cin : stream, nullptr, false);
-    if (json.is_discarded()) refuse(file, "is no JSON");
-    if (!json.is_object() || json.value("format", Json()) != kFormatName) {
+    const std::optional<Value> value = parse_json(file == "-" ? std::cin : stream);
+    if (!value) refuse(file, "is no JSON");
+    if (text_of(*value, "format") != kFormatName) {
         refuse(file, fmt::format("has no \"format\": \"{}\"", kFormatName));
     }
-    if (json.value("version", Json()) != kFormatVersion) {
-        refuse(file, fmt::format("has version {}, expected {}",
-                                 json.value("version", Json()).dump(), kFormatVersion));
+    const Value& version = member_of(*value, "version");
+    if (number_of(version) != kFormatVersion) {
+        refuse(file,
+               fmt::format("has version {}, expected {}", json_line(version), kFormatVersion));
     }
-    if (!json.value("blocks", Json()).is_array()) refuse(file, "has no array \"blocks\"");
-    return json;
+    if (!member_of(*value, "blocks").is_array()) refuse(file, "has no array \"blocks\"");
+    return *value;
 }
 
-u32 read_number(const std::string& file, const std::string& where, const Json& value) {
-    if (value.is_number_unsigned() && value <= 0xffffffffu) return value.get<u32>();
-    if (value.is_string()) {
-        if (const auto number = host::parse_u32(value.get<std::string>().c_str())) return *number;
+u32 read_number(const std::string& file, const std::string& where, const Value& value) {
+    if (const auto number = number_of(value)) return *number;
+    if (value.text() != nullptr) {
+        if (const auto number = host::parse_u32(value.text()->c_str())) return *number;
     }
-    refuse(file, fmt::format("{}: {} is no number from 0 to 0xffffffff", where, value.dump()));
+    refuse(file, fmt::format("{}: {} is no number from 0 to 0xffffffff", where, json_line(value)));
 }
 
-Item read_item(const std::string& file, size_t index, const Json& json) {
+Item read_item(const std::string& file, size_t index, const Value& entry) {
     const std::string where = fmt::format("block {}", index);
-    if (!json.is_object()) refuse(file, where + " is no object");
+    if (!entry.is_object()) refuse(file, where + " is no object");
     for (const char* key : {"instance", "type", "base", "count"}) {
-        if (!json.contains(key)) refuse(file, fmt::format("{} lacks \"{}\"", where, key));
+        if (entry.find(key) == nullptr) refuse(file, fmt::format("{} lacks \"{}\"", where, key));
     }
     Item item{};
-    item.inst = read_number(file, where + " instance", json["instance"]);
-    item.type = read_number(file, where + " type", json["type"]);
-    item.num = read_number(file, where + " count", json["count"]);
+    item.inst = read_number(file, where + " instance", *entry.find("instance"));
+    item.type = read_number(file, where + " type", *entry.find("type"));
+    item.num = read_number(file, where + " count", *entry.find("count"));
     std::string error = "\"base\" is no text";
-    const auto base = json["base"].is_string()
-                          ? parse_address(json["base"].get<std::string>(), &error)
-                          : std::nullopt;
+    const std::string* const text = entry.find("base")->text();
+    const auto base = text == nullptr ? std::nullopt : parse_address(*text, &error);
     if (!base) refuse(file, fmt::format("{}: {}", where, error));
     item.base = *base;
     return item;
@@ -112,12 +131,12 @@ struct Planned {
     bool replaces() const { return changes() && now.winner() != nullptr && now.status == MAC_OK; }
 };
 
-std::vector<Planned> plan(Context& context, const Json& json) {
+std::vector<Planned> plan(Context& context, const Value& blocks) {
     const std::string& file = context.options.file;
     const auto reports = context.target().inspect({});
     std::set<std::pair<u32, u32>> seen;
     std::vector<Planned> planned;
-    for (const Json& entry : json["blocks"]) {
+    for (const Value& entry : blocks.elements()) {
         const Item item = read_item(file, planned.size(), entry);
         const std::string where = pool_name(item.inst, item.type);
         const auto pool = std::find_if(reports.begin(), reports.end(), [&item](const auto& report) {
@@ -178,7 +197,8 @@ void write(Context& context, const std::vector<Planned>& changes, Result* result
 }  // namespace
 
 Result export_blocks(Context& context) {
-    Json json = {{"format", kFormatName}, {"version", kFormatVersion}, {"blocks", Json::array()}};
+    Value value = {
+        {"format", kFormatName}, {"version", kFormatVersion}, {"blocks", Value::array()}};
     Result result;
     for (const PoolReport& pool : context.target().inspect(context.options.filter())) {
         const Record* const winner = pool.winner();
@@ -188,12 +208,12 @@ Result export_blocks(Context& context) {
             result.exit = kExitLost;
             continue;
         }
-        Json block = {{"instance", fmt::format("0x{:x}", pool.inst)}, {"type", pool.type}};
-        block.update(block_json(winner->base, winner->num));
-        json["blocks"].push_back(block);
+        Value block = {{"instance", fmt::format("0x{:x}", pool.inst)}, {"type", pool.type}};
+        block.append(block_value(winner->base, winner->num));
+        value["blocks"].push_back(block);
     }
-    const std::string text = json.dump(2) + "\n";
-    result.data = json;
+    const std::string text = json_pages(value) + "\n";
+    result.data = std::move(value);
     if (context.options.file.empty() || context.options.file == "-") {
         result.text = text;
     } else {
@@ -203,7 +223,8 @@ Result export_blocks(Context& context) {
 }
 
 Result import_blocks(Context& context) {
-    const std::vector<Planned> planned = plan(context, read_json(context.options.file));
+    const Value file = read_json(context.options.file);
+    const std::vector<Planned> planned = plan(context, member_of(file, "blocks"));
     std::vector<Planned> changes;
     std::copy_if(planned.begin(), planned.end(), std::back_inserter(changes),
                  [](const Planned& one) { return one.changes(); });
