@@ -2,6 +2,8 @@
 #include "tests/support/macctl_fixture.h"
 
 #include <fstream>
+#include <map>
+#include <regex>
 
 namespace test {
 
@@ -16,8 +18,62 @@ std::string MacctlTest::source(const std::string& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-Outcome MacctlTest::macctl(const std::string& arguments) const {
+namespace {
+
+// Commands that write, as tests call them.
+bool writes(const std::string& arguments) {
+    static const std::regex kWriting(
+        "(^| )(set (addr|num|block) |import |repair|record encode |board (init|compile|install)|"
+        "board map.* --svg )");
+    return std::regex_search(arguments, kWriting) &&
+           arguments.find("--dry-run") == std::string::npos;
+}
+
+// Every file's bytes, but for the lock's, which is made to look as well, and for what the
+// last command said.
+std::map<std::string, std::string> bytes_of(const Folder& folder) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path(""))) {
+        const std::string name = entry.path().filename();
+        if (name == ".out" || name == ".err" || name.ends_with(".lock")) continue;
+        if (!entry.is_regular_file()) continue;
+        std::ifstream stream(entry.path(), std::ios::binary);
+        files[entry.path()] = {std::istreambuf_iterator<char>(stream), {}};
+    }
+    return files;
+}
+
+std::string without(const std::string& text, const char* pattern) {
+    return std::regex_replace(text, std::regex(pattern), "");
+}
+
+// What the tool itself said: the lines of the module in its process are not a rehearsal's.
+std::string own_words(const std::string& err) {
+    return without(err, "(^|\n)(warning|note): [^\n]*(?=\n)");
+}
+
+}  // namespace
+
+Outcome MacctlTest::once(const std::string& arguments) const {
     return run(folder, std::string(MACCTL_PROGRAM) + " --board demo.xml " + arguments);
+}
+
+Outcome MacctlTest::macctl(const std::string& arguments) const {
+    if (!rehearsed || !writes(arguments)) return once(arguments);
+    const auto before = bytes_of(folder);
+    const Outcome dry = once(arguments + " --dry-run");
+    EXPECT_TRUE(bytes_of(folder) == before) << arguments << " --dry-run wrote something";
+    const Outcome real = once(arguments);
+    rehearse(arguments, dry, real);
+    return real;
+}
+
+void MacctlTest::rehearse(const std::string& arguments, const Outcome& dry,
+                          const Outcome& real) const {
+    EXPECT_EQ(dry.status, real.status) << arguments << "\n" << dry.err << real.err;
+    EXPECT_EQ(without(own_words(dry.err), "^\n"), without(own_words(real.err), "^\n")) << arguments;
+    if (arguments.find("json") != std::string::npos) return;  // "written" differs
+    EXPECT_EQ(without(dry.out, "  \\(not written\\)"), real.out) << arguments;
 }
 
 Outcome MacctlTest::tool(const std::string& arguments) const {

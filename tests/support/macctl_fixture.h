@@ -18,6 +18,8 @@ protected:
 
     static std::string source(const std::string& file);  // a file of the source tree
 
+    // A command that writes runs twice: rehearsed with --dry-run, which has to leave every
+    // byte of the folder as it is, and to say and to end with what the real run then does.
     Outcome macctl(const std::string& arguments) const;
     Outcome tool(const std::string& arguments) const;  // without the board
     Outcome sh(const std::string& command) const { return run(folder, command); }
@@ -36,6 +38,12 @@ protected:
     void edit(const std::string& from, const std::string& to) const;
 
     Folder folder;
+    // Off where a rehearsal cannot know what happens; each test that does so says why.
+    bool rehearsed = true;
+
+private:
+    Outcome once(const std::string& arguments) const;
+    void rehearse(const std::string& arguments, const Outcome& dry, const Outcome& real) const;
 };
 
 }  // namespace test

@@ -59,7 +59,7 @@ TEST_F(MacctlRecord, Golden_IsEncoded) {
         folder.write("dump.bin", std::string(700, 'a'));
         const auto outcome =
             tool("record encode dump.bin --offset 0x21 --format " + record.format + " --crc16 " +
-                 record.crc16 + " --base " + record.base + " --count " + record.count);
+                 record.crc16 + " --base " + record.base + " --count " + record.count + " --yes");
         EXPECT_EQ(outcome.status, 0) << outcome.err;
         std::string expected(700, 'a');
         expected.replace(0x21, record.bytes.size(), text_of(record.bytes));

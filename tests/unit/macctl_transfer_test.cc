@@ -43,7 +43,9 @@ TEST_F(MacctlTransfer, Set_DryRun_WritesNothing) {
     change("set block -t 0 00:11:22:33:44:00 16");
     poke("manuinfo.bin", 0x4ca, "XX");
     const std::string image = folder.read("manuinfo.bin");
-    must("set block -t 0 02:00:00:00:00:01 8 --dry-run",
+    EXPECT_EQ(macctl("set block -t 0 02:00:00:00:00:01 8 --dry-run").status, 7)
+        << "it would be asked for --yes";
+    must("set block -t 0 02:00:00:00:00:01 8 --dry-run --yes",
          "before  00:11:22:33:44:00 count 16\nafter   02:00:00:00:00:01 count 8  (not written)\n");
     EXPECT_EQ(macctl("set block -t 0 ff:ff:ff:ff:ff:ff 8 --dry-run").status, 2);
     EXPECT_EQ(macctl("set num -t 0 65535 --dry-run").status, 2);
@@ -57,7 +59,7 @@ TEST_F(MacctlTransfer, Set_WarnsOfABlockThatLeavesItsOui) {
     EXPECT_EQ(outcome.err,
               "macctl: warning: the block ends at 00:11:23:00:00:00, outside the addresses of its "
               "first three bytes\n");
-    EXPECT_EQ(macctl("set block -t 1 00:11:22:ff:ff:ff 1").err, "");
+    EXPECT_EQ(macctl("set block -t 1 00:12:22:ff:ff:ff 1").err, "");
 }
 
 TEST_F(MacctlTransfer, List_EveryForm) {
@@ -106,7 +108,7 @@ TEST_F(MacctlTransfer, ExportAndImport_MoveAllBlocks) {
                                 "out\n"),
               std::string::npos);
     folder.write("blocks.json", exported.out);
-    must("import blocks.json", "6 blocks in the file, 0 written\n");
+    must("import blocks.json", "6 blocks in the file, 0 changed\n");
 
     ASSERT_EQ(sh("mkdir other && cp demo.xml other && cd other && " + std::string(MACCTL_PROGRAM) +
                  " -b demo.xml import ../blocks.json")
@@ -138,15 +140,16 @@ TEST_F(MacctlTransfer, Import_ReplacesOnlyWhenTold) {
     EXPECT_EQ(refused.err,
               "macctl: 1 good block would be replaced; that needs --yes. Nothing was written\n");
     EXPECT_EQ(macctl("get addr -t 1").status, 2) << "nothing was written";
-    must("import b.json --dry-run",
+    EXPECT_EQ(macctl("import b.json --dry-run").err, refused.err);
+    must("import b.json --dry-run --yes",
          "instance 0xffffffff type 0: 00:11:22:33:00:00 count 16 -> 02:00:00:00:00:01 count 16  "
          "(not written)\n"
          "instance 0xffffffff type 1: no good block -> 02:00:00:00:01:01 count 4  (not written)\n"
-         "2 blocks in the file, 2 would change\n");
+         "2 blocks in the file, 2 changed  (not written)\n");
     must("import b.json --yes",
          "instance 0xffffffff type 0: 00:11:22:33:00:00 count 16 -> 02:00:00:00:00:01 count 16\n"
          "instance 0xffffffff type 1: no good block -> 02:00:00:00:01:01 count 4\n"
-         "2 blocks in the file, 2 written\n");
+         "2 blocks in the file, 2 changed\n");
 }
 
 TEST_F(MacctlTransfer, Import_ValidatesAllBeforeItWritesAny) {

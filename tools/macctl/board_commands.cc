@@ -63,6 +63,38 @@ size_t count(const std::vector<Finding>& findings, Severity severity) {
                       [severity](const Finding& finding) { return finding.severity == severity; }));
 }
 
+// A board with errors is used only by force, and then it says what was overridden.
+Result check_before_use(const Context& context, const host::BoardFile& file, const char* used) {
+    const std::vector<Finding> findings = check_layout(file);
+    const size_t errors = count(findings, Severity::kError);
+    std::string texts;
+    Result result;
+    result.data["overridden"] = Value::array();
+    for (const Finding& finding : findings) {
+        if (finding.severity != Severity::kError) continue;
+        texts += finding_text(context.board(), finding);
+        result.data["overridden"].push_back(finding_value(context.board(), finding));
+    }
+    if (errors == 0) return result;
+    if (!context.options.force) {
+        throw Failure(
+            kExitRefused,
+            fmt::format("{} has {} and is not {}; --force overrides that\n{}", context.board(),
+                        counted(errors, "error"), used, texts.substr(0, texts.size() - 1)));
+    }
+    result.text = fmt::format("overridden by --force:\n{}", texts);
+    return result;
+}
+
+// Writes a file, or says that it would.
+std::string write_output(const Context& context, const std::filesystem::path& path,
+                         const std::vector<u8>& content) {
+    const bool written = !context.options.dry_run;
+    if (written) replace_file(path, content);
+    return fmt::format("{}: {} bytes{}\n", path.string(), content.size(),
+                       written ? "" : "  (not written)");
+}
+
 Value place_value(const Place& place) {
     return {{"label", place.label},
             {"start", place.range.start},
@@ -110,19 +142,23 @@ Result board_check(Context& context) {
 
 Result board_init(Context& context) {
     host::BoardFile file = host::BoardFile::read(context.board());
-    const host::BoardLock lock(file, host::Access::kReadWrite);
+    const bool written = !context.options.dry_run;
+    const host::Access access = written ? host::Access::kReadWrite : host::Access::kReadOnly;
+    const host::BoardLock lock(file, access);
     Result result;
     result.data["images"] = Value::array();
+    const std::vector<std::string> images = images_of(file);
     std::vector<bool> there;
-    for (const std::string& image : images_of(file)) {
+    for (const std::string& image : images) {
         there.push_back(std::filesystem::exists(file.resolve(image)));
     }
-    const std::vector<std::string> images = images_of(file);
-    (void)host::Board::open(std::move(file));
+    (void)host::Board::open(std::move(file), access);
     for (size_t i = 0; i < images.size(); ++i) {
-        result.text +=
-            fmt::format("{}: {}\n", images[i], there[i] ? "kept as it is" : "made, erased");
-        result.data["images"].push_back({{"image", images[i]}, {"made", !there[i]}});
+        result.text += fmt::format("{}: {}\n", images[i],
+                                   there[i]  ? "kept as it is"
+                                   : written ? "made, erased"
+                                             : "made, erased  (not written)");
+        result.data["images"].push_back({{"image", images[i]}, {"made", !there[i] && written}});
     }
     return result;
 }
@@ -140,24 +176,30 @@ Result board_map(Context& context) {
     if (context.options.svg == "-") {
         result.text = svg;
     } else {
-        replace_file(context.options.svg, {svg.begin(), svg.end()});
+        result.text = write_output(context, context.options.svg, {svg.begin(), svg.end()});
     }
     return result;
 }
 
 Result board_compile(Context& context) {
-    replace_file(context.options.file, compile_board(host::BoardFile::read(context.board())));
-    return {"", {{"file", context.options.file}}};
+    const host::BoardFile file = host::BoardFile::read(context.board());
+    Result result = check_before_use(context, file, "compiled");
+    result.text += write_output(context, context.options.file, compile_board(file));
+    result.data["file"] = context.options.file;
+    return result;
 }
 
 Result board_install(Context& context) {
     const std::string& folder = context.options.directory;
     const std::filesystem::path path =
         std::filesystem::path(folder.empty() ? "/lib/firmware" : folder) / kBoardFirmware;
-    const std::vector<u8> blob = compile_board(host::BoardFile::read(context.board()));
-    std::filesystem::create_directories(path.parent_path());
-    replace_file(path, blob);
-    return {"", {{"file", path.string()}}};
+    const host::BoardFile file = host::BoardFile::read(context.board());
+    Result result = check_before_use(context, file, "installed");
+    const std::vector<u8> blob = compile_board(file);
+    if (!context.options.dry_run) std::filesystem::create_directories(path.parent_path());
+    result.text += write_output(context, path, blob);
+    result.data["file"] = path.string();
+    return result;
 }
 
 }  // namespace macctl

@@ -85,6 +85,8 @@ public:
         return std::nullopt;
     }
 
+    host::BoardFile board_file() override { return host::BoardFile::read(path_); }
+
     std::vector<PoolReport> inspect(const PoolFilter& filter) override {
         host::BoardFile file = host::BoardFile::read(path_);
         std::unique_ptr<host::BoardLock> lock;

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "mac_mng/mac_status.h"
+#include "tools/macctl/collision.h"
 #include "tools/macctl/commands.h"
 #include "tools/macctl/terminal.h"
 
@@ -113,49 +114,72 @@ u32 access(const Client& client, const PoolReport& pool) {
     });
 }
 
+// The copy that a repair rewrites.
+unsigned area_to_repair(const PoolReport& pool) { return pool.next == Next::kRewriteMain ? 0 : 1; }
+
 // What became of a block that wanted repair.
 struct Repair {
     PoolReport before;
-    PoolReport after;
-    u32 status;
+    std::optional<PoolReport> after;  // none where it was not tried
+    u32 status = 0;
+    std::string refused;  // why it was not tried
+    bool rehearsed = false;
 
     bool done() const {
-        const unsigned area = before.next == Next::kRewriteMain ? 0 : 1;
-        const auto& copy = after.copies[area];
+        if (!refused.empty()) return false;
+        if (rehearsed) return true;
+        const auto& copy = after->copies[area_to_repair(before)];
         return copy && copy->record.state == CopyState::kGood && !copy->different;
+    }
+    // What the copy holds after it.
+    const Record& now() const {
+        return rehearsed ? *before.winner() : after->copies[area_to_repair(before)]->record;
     }
 };
 
 std::string repair_text(const Repair& repair) {
     const PoolReport& before = repair.before;
-    const unsigned area = before.next == Next::kRewriteMain ? 0 : 1;
+    const unsigned area = area_to_repair(before);
     const CopyReport& copy = *before.copies[area];
     std::string text = fmt::format("{}: {} copy, {}, {}", pool_name(before.inst, before.type),
                                    area_name(area), copy.copy.place(), copy.state());
     if (!repair.done()) {
-        return text + fmt::format(": not repaired: {}\n", describe_status(repair.status));
+        return text + fmt::format(": not repaired: {}\n", repair.refused.empty()
+                                                              ? describe_status(repair.status)
+                                                              : repair.refused);
     }
-    const Record& now = repair.after.copies[area]->record;
-    return text + fmt::format(": rewritten with {}\n", block_words(now.base, now.num));
+    return text + fmt::format(": rewritten with {}{}\n",
+                              block_words(repair.now().base, repair.now().num),
+                              repair.rehearsed ? "  (not written)" : "");
 }
 
 Value repair_value(const Repair& repair) {
-    const unsigned area = repair.before.next == Next::kRewriteMain ? 0 : 1;
+    const unsigned area = area_to_repair(repair.before);
     return {{"instance", fmt::format("0x{:x}", repair.before.inst)},
             {"type", repair.before.type},
             {"copy", area_name(area)},
             {"before", copy_value(*repair.before.copies[area])},
-            {"after", copy_value(*repair.after.copies[area])},
-            {"repaired", repair.done()}};
+            {"after", repair.after ? copy_value(*repair.after->copies[area]) : Value()},
+            {"repaired", repair.done() && !repair.rehearsed},
+            {"reason", repair.refused}};
 }
 
 std::vector<Repair> repair_all(Context& context, const Reports& wanting) {
     std::vector<Repair> repairs;
+    if (wanting.empty()) return repairs;
+    const host::BoardFile board = context.target().board_file();
     Progress progress("repairing", wanting.size());
     for (const PoolReport& pool : wanting) {
-        const u32 status = access(context.target().client(), pool);
-        const Reports after = context.target().inspect({pool.inst, pool.type});
-        repairs.push_back({pool, after.at(0), status});
+        Repair repair;
+        repair.before = pool;
+        const auto hits = collisions(board, {pool.inst, pool.type}, area_to_repair(pool));
+        repair.refused = fmt::format("{}", fmt::join(hits, "; "));
+        repair.rehearsed = context.options.dry_run && hits.empty();
+        if (hits.empty() && !context.options.dry_run) {
+            repair.status = access(context.target().client(), pool);
+            repair.after = context.target().inspect({pool.inst, pool.type}).at(0);
+        }
+        repairs.push_back(std::move(repair));
         progress.step(repairs.size());
     }
     return repairs;
@@ -188,14 +212,6 @@ Result repair(Context& context) {
     std::copy_if(reports.begin(), reports.end(), std::back_inserter(wanting), can_repair);
     Result result;
     result.data["repairs"] = Value::array();
-    if (context.options.dry_run) {
-        for (const PoolReport& pool : wanting) {
-            result.text +=
-                fmt::format("{}: {}\n", pool_name(pool.inst, pool.type), pool.next_words());
-            result.data["repairs"].push_back(pool_value(pool));
-        }
-        return result;
-    }
     size_t failed = 0;
     for (const Repair& repair : repair_all(context, wanting)) {
         result.text += repair_text(repair);

@@ -33,7 +33,8 @@ constexpr OptionRow kCountRow = {"count", "NUMBER", "number of addresses, up to 
                                  &Options::num, true};
 constexpr OptionRow kDryRunRow = {"--dry-run", nullptr, "say what would change, and write nothing",
                                   &Options::dry_run};
-constexpr OptionRow kYesRow = {"-y,--yes", nullptr, "replace good blocks without asking",
+constexpr OptionRow kYesRow = {"-y,--yes", nullptr,
+                               "replace good blocks, and write doubtful ones, without asking",
                                &Options::yes};
 
 constexpr OptionRow file_row(const char* what) {
@@ -87,19 +88,29 @@ constexpr OptionRow kEncode[] = {
     kRecordCountRow,
     required(kRecordFormatRow),
     {"--base", "ADDRESS", "base address, joined by ':', '-' or '.'", &Options::address, true},
+    kDryRunRow,
+    {"-y,--yes", nullptr, "write over bytes that are not erased without asking", &Options::yes},
 };
 constexpr OptionRow kIdentify[] = {file_row("dump of a medium")};
 constexpr OptionRow kBoardCheck[] = {
     {"--strict", nullptr, "warnings count as errors", &Options::strict},
 };
+constexpr OptionRow kBoardInit[] = {kDryRunRow};
 constexpr OptionRow kBoardMap[] = {
     {"--svg", "FILE", "write a picture; -: standard output", &Options::svg},
+    kDryRunRow,
 };
+constexpr OptionRow kForceRow = {"--force", nullptr, "also a board with errors; they are listed",
+                                 &Options::force};
 constexpr OptionRow kBoardCompile[] = {
     {"output", "FILE", "file to write", &Options::file, true},
+    kForceRow,
+    kDryRunRow,
 };
 constexpr OptionRow kBoardInstall[] = {
     {"--firmware", "FOLDER", "firmware folder (default /lib/firmware)", &Options::directory},
+    kForceRow,
+    kDryRunRow,
 };
 constexpr OptionRow kCompletion[] = {
     {"shell", "TEXT", "bash, zsh or fish", &Options::name, true, kShells},
@@ -156,12 +167,12 @@ constexpr CommandRow kCommands[] = {
     {"board check", "find what goes wrong in the field before it does",
      "macctl -b board.xml board check --strict", board_check, kBoardCheck},
     {"board init", "make the images that are missing, erased", "macctl -b board.xml board init",
-     board_init},
+     board_init, kBoardInit},
     {"board map", "draw what lies where", "macctl -b board.xml board map --svg board.svg",
      board_map, kBoardMap},
     {"board compile", "check it and write it as the kernel platform loads it",
      "macctl -b board.xml board compile board.dtb", board_compile, kBoardCompile},
-    {"board install", "compile it and put it under the firmware folder",
+    {"board install", "check it, compile it and put it under the firmware folder",
      "macctl -b board.xml board install", board_install, kBoardInstall},
     {"completion", "a shell's completion script",
      "macctl completion bash > /etc/bash_completion.d/macctl", nullptr, kCompletion},

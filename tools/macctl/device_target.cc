@@ -96,6 +96,8 @@ public:
         return std::string(std::istreambuf_iterator<char>(stream), {});
     }
 
+    host::BoardFile board_file() override { return live_board(); }
+
     std::vector<PoolReport> inspect(const PoolFilter& filter) override {
         const auto board = host::Board::open(live_board(), host::Access::kReadOnly);
         std::vector<PoolReport> reports = macctl::inspect(board.get(), filter);

@@ -2,6 +2,7 @@
 // The addresses of a block, in the forms in which others take them.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <sstream>
 
@@ -19,14 +20,23 @@ using Addresses = std::vector<MacAddress>;
 std::vector<std::string> split(const std::string& names) {
     std::vector<std::string> result;
     std::istringstream stream(names);
-    for (std::string name; std::getline(stream, name, ',');) {
-        if (!name.empty()) result.push_back(name);
-    }
+    for (std::string name; std::getline(stream, name, ',');) result.push_back(name);
+    if (names.ends_with(',')) result.emplace_back();
     return result;
 }
 
 // The longest name that the kernel gives an interface.
 constexpr size_t kInterfaceNameMax = 15;
+
+// What the kernel takes as a name, less what a .link file would take as a pattern.
+bool is_interface_name(const std::string& name) {
+    return !name.empty() && name.size() <= kInterfaceNameMax && name != "." && name != ".." &&
+           std::all_of(name.begin(), name.end(), [](unsigned char character) {
+               return character > ' ' && character < 0x7f &&
+                      std::string_view("/:*?[]!").find(static_cast<char>(character)) ==
+                          std::string_view::npos;
+           });
+}
 
 std::vector<std::string> interface_names(const Context& context, size_t addresses) {
     std::vector<std::string> names = split(context.options.interfaces);
@@ -40,10 +50,14 @@ std::vector<std::string> interface_names(const Context& context, size_t addresse
                                                 names.size(), addresses));
     }
     for (const std::string& name : names) {
-        if (name.size() > kInterfaceNameMax || name.find('/') != std::string::npos) {
+        if (!is_interface_name(name)) {
             throw Failure(kExitUsage,
-                          fmt::format("\"{}\" is no interface name: at most {} characters, no '/'",
+                          fmt::format("\"{}\" is no interface name: 1 to {} characters, no blank, "
+                                      "none of / : * ? [ ] !",
                                       name, kInterfaceNameMax));
+        }
+        if (std::count(names.begin(), names.end(), name) > 1) {
+            throw Failure(kExitUsage, fmt::format("the interface \"{}\" is named twice", name));
         }
     }
     return names;
@@ -97,6 +111,12 @@ Addresses read_addresses(Context& context) {
 }  // namespace
 
 Result list(Context& context) {
+    const Options& options = context.options;
+    if (options.format != "link" && !(options.interfaces.empty() && options.directory.empty())) {
+        throw Failure(kExitUsage,
+                      fmt::format("{} goes with --format link",
+                                  options.interfaces.empty() ? "--directory" : "--interfaces"));
+    }
     const Addresses addresses = read_addresses(context);
     Result result;
     result.data["addresses"] = Value::array();

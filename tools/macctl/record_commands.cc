@@ -2,14 +2,17 @@
 // Records in files: dumps of a medium, or single records.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <fstream>
 
 #include "mac_mng/mac_status.h"
 #include "tools/macctl/board_compile.h"
+#include "tools/macctl/collision.h"
 #include "tools/macctl/commands.h"
 #include "tools/macctl/identify.h"
+#include "tools/macctl/write_checks.h"
 
 namespace macctl {
 
@@ -44,6 +47,65 @@ ConstBytes bytes_at(const Context& context, const std::vector<u8>& file) {
                                               context.options.file, file.size(), offset));
     }
     return ConstBytes(file).subspan(offset);
+}
+
+// The largest file that is made: larger offsets are slips.
+constexpr u64 kNewFileMax = 64 << 20;
+
+[[noreturn]] void refuse_write(const Context& context, const std::string& reason) {
+    throw Failure(kExitNotWritten,
+                  fmt::format("{}: {}; nothing was written", context.options.file, reason));
+}
+
+// The file in which the record is to lie: a dump whose other bytes are kept, and whose size
+// stays; one that is not there begins with erased bytes.
+std::vector<u8> dump_for(const Context& context, size_t bytes) {
+    const Options& options = context.options;
+    const u64 end = u64{options.offset} + bytes;
+    const auto type = std::filesystem::status(options.file).type();
+    if (type == std::filesystem::file_type::not_found) {
+        if (end > kNewFileMax) {
+            refuse_write(context, fmt::format("a new file would have {} bytes, and more than {} "
+                                              "are not made",
+                                              end, kNewFileMax));
+        }
+        return std::vector<u8>(end, 0xff);
+    }
+    if (type != std::filesystem::file_type::regular) refuse_write(context, "is no regular file");
+    std::vector<u8> file = read_bytes(options.file);
+    if (end > file.size()) {
+        refuse_write(context,
+                     fmt::format("it has {} bytes: a record of {} bytes at offset 0x{:x} does not "
+                                 "lie inside",
+                                 file.size(), bytes, options.offset));
+    }
+    return file;
+}
+
+// An image of the board that was named: other blocks and the environment lie in it.
+void refuse_neighbours(const Context& context, size_t bytes) {
+    const Options& options = context.options;
+    if (options.board.empty()) return;
+    const auto hits = collisions(host::BoardFile::read(options.board), options.file,
+                                 {options.offset, u64{options.offset} + bytes});
+    if (hits.empty()) return;
+    refuse_write(context, fmt::format("a record of {} bytes at offset 0x{:x} would be written over "
+                                      "{}",
+                                      bytes, options.offset, fmt::join(hits, ", ")));
+}
+
+// Only erased bytes are written over without a word.
+void ask_for_overwrite(const Context& context, ConstBytes place) {
+    if (std::all_of(place.begin(), place.end(), [](u8 byte) { return byte == 0xff; })) return;
+    const Options& options = context.options;
+    std::string what = "bytes that are not erased";
+    for (const Found& found : identify({place.begin(), place.end()})) {
+        what = fmt::format("a {} record", found.format->name);
+        if (found.good) what += fmt::format(" of the block {}", block_words(found.base, found.num));
+    }
+    ask_first(context,
+              fmt::format("{} has {} at offset 0x{:x}", options.file, what, options.offset),
+              "Write over them?", "writing over them needs --yes");
 }
 
 // The format that was named, or the one whose tag is there.
@@ -166,17 +228,20 @@ Result record_encode(Context& context) {
     u32 status = 0;
     const std::vector<u8> bytes = encode_record(format, options.address, *options.num, &status);
     must(context, "record encode", status);
-    // Into a dump, whose other bytes are kept; a file that is not there is made.
-    std::vector<u8> file;
-    if (std::filesystem::exists(options.file)) file = read_bytes(options.file);
-    if (file.size() < options.offset + bytes.size())
-        file.resize(options.offset + bytes.size(), 0xff);
-    std::copy(bytes.begin(), bytes.end(), file.begin() + options.offset);
-    replace_file(options.file, file);
+    std::vector<u8> file = dump_for(context, bytes.size());
+    refuse_neighbours(context, bytes.size());
+    ask_for_overwrite(context, ConstBytes(file).subspan(options.offset, bytes.size()));
+    if (!options.dry_run) {
+        std::copy(bytes.begin(), bytes.end(), file.begin() + options.offset);
+        replace_file(options.file, file);
+    }
     Result result;
-    result.text = fmt::format("{} bytes at offset 0x{:x} of {}\n", bytes.size(), options.offset,
-                              options.file);
-    result.data = {{"format", format.name}, {"offset", options.offset}, {"bytes", bytes.size()}};
+    result.text = fmt::format("{} bytes at offset 0x{:x} of {}{}\n", bytes.size(), options.offset,
+                              options.file, options.dry_run ? "  (not written)" : "");
+    result.data = {{"format", format.name},
+                   {"offset", options.offset},
+                   {"bytes", bytes.size()},
+                   {"written", !options.dry_run}};
     return result;
 }
 

@@ -48,6 +48,10 @@ public:
     // The content of a diagnostic attribute; none when there is no such file.
     virtual std::optional<std::string> attribute(const std::string& name) = 0;
 
+    // The board's description: where the copies of each block lie. Throws TargetError when
+    // there is none that this tool can read.
+    virtual host::BoardFile board_file() = 0;
+
     // The copies on their media, with nothing written. Throws TargetError when the
     // board's description or its media cannot be read.
     virtual std::vector<PoolReport> inspect(const PoolFilter& filter) = 0;

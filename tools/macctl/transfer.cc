@@ -5,14 +5,16 @@
 #include <algorithm>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <set>
 
-#include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_status.h"
 #include "tools/macctl/board_compile.h"
+#include "tools/macctl/collision.h"
 #include "tools/macctl/commands.h"
 #include "tools/macctl/json.h"
 #include "tools/macctl/terminal.h"
+#include "tools/macctl/write_checks.h"
 
 namespace macctl {
 
@@ -20,13 +22,6 @@ namespace {
 
 constexpr char kFormatName[] = "mac_mng-blocks";
 constexpr u32 kFormatVersion = 1;
-
-struct Item {
-    u32 inst;
-    u32 type;
-    MacAddress base;
-    u32 num;
-};
 
 [[noreturn]] void refuse(const std::string& file, const std::string& reason) {
     throw Failure(kExitNotWritten, fmt::format("{}: {}; nothing was written", file, reason));
@@ -75,99 +70,120 @@ u32 read_number(const std::string& file, const std::string& where, const Value& 
     refuse(file, fmt::format("{}: {} is no number from 0 to 0xffffffff", where, json_line(value)));
 }
 
-Item read_item(const std::string& file, size_t index, const Value& entry) {
+OwnedBlock read_item(const std::string& file, size_t index, const Value& entry) {
     const std::string where = fmt::format("block {}", index);
     if (!entry.is_object()) refuse(file, where + " is no object");
     for (const char* key : {"instance", "type", "base", "count"}) {
         if (entry.find(key) == nullptr) refuse(file, fmt::format("{} lacks \"{}\"", where, key));
     }
-    Item item{};
-    item.inst = read_number(file, where + " instance", *entry.find("instance"));
-    item.type = read_number(file, where + " type", *entry.find("type"));
-    item.num = read_number(file, where + " count", *entry.find("count"));
+    OwnedBlock item{};
+    item.owner.inst = read_number(file, where + " instance", *entry.find("instance"));
+    item.owner.type = read_number(file, where + " type", *entry.find("type"));
+    item.block.num = read_number(file, where + " count", *entry.find("count"));
     std::string error = "\"base\" is no text";
     const std::string* const text = entry.find("base")->text();
     const auto base = text == nullptr ? std::nullopt : parse_address(*text, &error);
     if (!base) refuse(file, fmt::format("{}: {}", where, error));
-    item.base = *base;
+    item.block.base = *base;
     return item;
-}
-
-bool is_extreme(const MacAddress& base) {
-    return base == MacAddress{} || base == MacAddress{0xff, 0xff, 0xff, 0xff, 0xff, 0xff};
-}
-
-// Why a block would not be taken, or not read back; empty when it fits.
-std::string misfit(const Item& item, const PoolReport& pool) {
-    if (is_extreme(item.base)) return "the address is all zeros or all ones";
-    if (item.num > MAC_IOCTL_LIST_MAX)
-        return fmt::format("the count is above {}", MAC_IOCTL_LIST_MAX);
-    for (const auto& copy : pool.copies) {
-        if (!copy || copy->copy.format() == nullptr) continue;
-        const Format& format = *copy->copy.format();
-        if (!format.counted && item.num != copy->copy.num) {
-            return fmt::format(
-                "count {}: a {} record carries no count, the board is configured for {}", item.num,
-                format.name, copy->copy.num);
-        }
-        if (record_size(format, item.num) > copy->copy.size()) {
-            return fmt::format("count {}: the record at {} has room for {} addresses", item.num,
-                               copy->copy.place(), copy->copy.num);
-        }
-    }
-    return "";
 }
 
 // A block of the file, and what the board holds in its place.
 struct Planned {
-    Item item;
+    OwnedBlock item;
     PoolReport now;
 
-    bool changes() const {
-        const Record* const winner = now.winner();
-        return winner == nullptr || now.status != MAC_OK || winner->base != item.base ||
-               winner->num != item.num;
-    }
-    bool replaces() const { return changes() && now.winner() != nullptr && now.status == MAC_OK; }
+    std::string name() const { return pool_name(item.owner.inst, item.owner.type); }
+    bool changes() const { return good_block(now) != item.block; }
+    bool replaces() const { return changes() && good_block(now); }
 };
 
-std::vector<Planned> plan(Context& context, const Value& blocks) {
+// A block that nothing speaks against but a good one in its place.
+Planned plan_one(const Context& context, const OwnedBlock& item,
+                 const std::vector<PoolReport>& reports) {
     const std::string& file = context.options.file;
-    const auto reports = context.target().inspect({});
+    const std::string where = pool_name(item.owner.inst, item.owner.type);
+    const auto pool = std::find_if(reports.begin(), reports.end(), [&item](const auto& report) {
+        return report.inst == item.owner.inst && report.type == item.owner.type;
+    });
+    if (pool == reports.end()) refuse(file, where + " is not configured on this board");
+    if (const auto found = misfit(item.block, &*pool)) {
+        refuse(file, fmt::format("{}: {}", where, found->text));
+    }
+    return {item, *pool};
+}
+
+std::vector<Planned> plan(Context& context, const Value& blocks,
+                          const std::vector<PoolReport>& reports) {
+    const std::string& file = context.options.file;
+    const host::BoardFile board = context.target().board_file();
     std::set<std::pair<u32, u32>> seen;
     std::vector<Planned> planned;
     for (const Value& entry : blocks.elements()) {
-        const Item item = read_item(file, planned.size(), entry);
-        const std::string where = pool_name(item.inst, item.type);
-        const auto pool = std::find_if(reports.begin(), reports.end(), [&item](const auto& report) {
-            return report.inst == item.inst && report.type == item.type;
-        });
-        if (pool == reports.end()) refuse(file, where + " is not configured on this board");
-        if (!seen.insert({item.inst, item.type}).second) refuse(file, where + " is in it twice");
-        const std::string problem = misfit(item, *pool);
-        if (!problem.empty()) refuse(file, fmt::format("{}: {}", where, problem));
-        planned.push_back({item, *pool});
+        const OwnedBlock item = read_item(file, planned.size(), entry);
+        planned.push_back(plan_one(context, item, reports));
+        const std::string where = planned.back().name();
+        if (!seen.insert({item.owner.inst, item.owner.type}).second) {
+            refuse(file, where + " is in it twice");
+        }
+        const auto hits = collisions(board, item.owner);
+        if (planned.back().changes() && !hits.empty()) {
+            refuse(file, fmt::format("{}: {}", where, fmt::join(hits, "; ")));
+        }
     }
     return planned;
 }
 
-std::string planned_text(const Planned& planned, const char* what) {
-    const Record* const winner = planned.now.status == MAC_OK ? planned.now.winner() : nullptr;
-    return fmt::format("{}: {} -> {}{}\n", pool_name(planned.item.inst, planned.item.type),
-                       winner ? block_words(winner->base, winner->num) : "no good block",
-                       block_words(planned.item.base, planned.item.num), what);
+// All good blocks as they will be after the import.
+std::vector<OwnedBlock> blocks_after(const std::vector<PoolReport>& reports,
+                                     const std::vector<Planned>& planned) {
+    std::map<std::pair<u32, u32>, Block> after;
+    for (const PoolReport& report : reports) {
+        if (const auto block = good_block(report)) after[{report.inst, report.type}] = *block;
+    }
+    for (const Planned& one : planned) {
+        after[{one.item.owner.inst, one.item.owner.type}] = one.item.block;
+    }
+    std::vector<OwnedBlock> blocks;
+    for (const auto& [owner, block] : after) {
+        blocks.push_back({{owner.first, owner.second}, block});
+    }
+    return blocks;
 }
 
-void ask(const Context& context, const std::vector<Planned>& changes) {
-    const auto replaced = std::count_if(changes.begin(), changes.end(),
-                                        [](const Planned& one) { return one.replaces(); });
-    if (replaced == 0 || context.options.yes) return;
-    const std::string what =
-        fmt::format("{} would be replaced", counted(static_cast<size_t>(replaced), "good block"));
-    bool asked = false;
-    if (confirm(what + ". Go on?", &asked)) return;
-    throw Failure(kExitNotWritten,
-                  asked ? "nothing was written" : what + "; that needs --yes. Nothing was written");
+std::string planned_text(const Planned& planned, const char* what) {
+    const auto now = good_block(planned.now);
+    return fmt::format("{}: {} -> {}{}\n", planned.name(),
+                       now ? block_words(now->base, now->num) : "no good block",
+                       block_words(planned.item.block.base, planned.item.block.num), what);
+}
+
+// Lists every block that somebody should look at before it is written, and asks once.
+void ask(const Context& context, const std::vector<Planned>& changes,
+         const std::vector<OwnedBlock>& after) {
+    if (context.options.yes) return;
+    size_t replaced = 0;
+    size_t doubtful = 0;
+    for (const Planned& change : changes) {
+        const std::vector<std::string> reasons = doubts(change.item, after);
+        replaced += change.replaces() ? 1 : 0;
+        doubtful += reasons.empty() ? 0 : 1;
+        for (const std::string& reason : reasons) {
+            fmt::print(stderr, "macctl: warning: {}, {}: {}\n", change.name(),
+                       block_words(change.item.block.base, change.item.block.num), reason);
+        }
+    }
+    std::vector<std::string> reasons;
+    if (replaced != 0) {
+        reasons.push_back(fmt::format("{} would be replaced", counted(replaced, "good block")));
+    }
+    if (doubtful != 0) {
+        reasons.push_back(
+            fmt::format("{} would be written that warnings are about", counted(doubtful, "block")));
+    }
+    if (reasons.empty()) return;
+    ask_first(context, fmt::format("{}", fmt::join(reasons, ", ")), "Go on?",
+              "that needs --yes. Nothing was written");
 }
 
 // Writes one after the other; the first that fails ends it and is told apart from
@@ -176,17 +192,16 @@ void write(Context& context, const std::vector<Planned>& changes, Result* result
     Progress progress("importing", changes.size());
     size_t done = 0;
     for (const Planned& change : changes) {
-        const Item& item = change.item;
+        const auto& [owner, block] = change.item;
         const Client& client = context.target().client();
-        const u32 status = with_mounted(client, item.inst, [&] {
+        const u32 status = with_mounted(client, owner.inst, [&] {
             const auto set = change.replaces() ? &Client::replace_block : &Client::set_block;
-            return (client.*set)({item.inst, item.type}, item.base, item.num);
+            return (client.*set)(owner, block.base, block.num);
         });
         if (status != MAC_OK) {
             throw Failure(kExitNotWritten,
                           fmt::format("{}: {}; {} of {} blocks were written before it",
-                                      pool_name(item.inst, item.type), describe_status(status),
-                                      done, changes.size()),
+                                      change.name(), describe_status(status), done, changes.size()),
                           status);
         }
         result->text += planned_text(change, "");
@@ -224,24 +239,25 @@ Result export_blocks(Context& context) {
 
 Result import_blocks(Context& context) {
     const Value file = read_json(context.options.file);
-    const std::vector<Planned> planned = plan(context, member_of(file, "blocks"));
+    const std::vector<PoolReport> reports = context.target().inspect({});
+    const std::vector<Planned> planned = plan(context, member_of(file, "blocks"), reports);
     std::vector<Planned> changes;
     std::copy_if(planned.begin(), planned.end(), std::back_inserter(changes),
                  [](const Planned& one) { return one.changes(); });
+    ask(context, changes, blocks_after(reports, planned));
+    const bool written = !context.options.dry_run;
+    const char* const mark = written ? "" : "  (not written)";
     Result result;
-    if (context.options.dry_run) {
-        for (const Planned& change : changes)
-            result.text += planned_text(change, "  (not written)");
-    } else {
-        ask(context, changes);
+    if (written) {
         write(context, changes, &result);
+    } else {
+        for (const Planned& change : changes) result.text += planned_text(change, mark);
     }
-    result.text +=
-        fmt::format("{} in the file, {} {}\n", counted(planned.size(), "block"), changes.size(),
-                    context.options.dry_run ? "would change" : "written");
+    result.text += fmt::format("{} in the file, {} changed{}\n", counted(planned.size(), "block"),
+                               changes.size(), mark);
     result.data["blocks"] = planned.size();
     result.data["changed"] = changes.size();
-    result.data["written"] = !context.options.dry_run;
+    result.data["written"] = written;
     return result;
 }
 
