@@ -10,6 +10,10 @@ cd "$(dirname "$0")/.."
 kdir=$1
 output=$2
 shift 2
+if [ ! -e "$kdir/Makefile" ]; then
+	echo "$kdir is no kernel tree and no headers: install linux-headers-$(uname -r), or name a tree with KDIR=" >&2
+	exit 1
+fi
 mkdir -p "$output"
 output=$(realpath "$output")
 for folder in base config storage core service control platform include; do

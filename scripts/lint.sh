@@ -14,6 +14,6 @@ shellcheck -x scripts/*.sh .ci/run tests/kernel/*.sh
 scripts/build.sh
 shellcheck -s bash build/release/made/macctl
 zsh -n build/release/made/_macctl
-found=$(fish -c 'source build/release/made/macctl.fish; complete -C "macctl set bl"')
+found=$(PATH=$PWD/build/release:$PATH fish -c 'source build/release/made/macctl.fish; complete -C "macctl set bl"')
 [ "${found%%	*}" = block ] || { echo "lint: fish completes \"macctl set bl\" to \"$found\"" >&2; exit 1; }
 echo "lint: no findings"

@@ -24,7 +24,7 @@ namespace {
 bool writes(const std::string& arguments) {
     static const std::regex kWriting(
         "(^| )(set (addr|num|block) |import |repair|record encode |board (init|compile|install)|"
-        "board map.* --svg )");
+        "board map.* --svg |unmount|deinit)");
     return std::regex_search(arguments, kWriting) &&
            arguments.find("--dry-run") == std::string::npos;
 }

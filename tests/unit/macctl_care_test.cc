@@ -24,7 +24,7 @@ protected:
         }
         change("set block -t 5 00:11:22:33:05:00 8");
         change("set block -t 64 00:11:22:33:64:00 8");
-        must("mount -i 3");
+        must("-q mount -i 3");
         change("set block -i 3 -t 0 02:00:00:00:00:01 4");
     }
 };
@@ -119,7 +119,7 @@ TEST_F(MacctlCare, Repair_DoesWhatCheckSays) {
 
 TEST_F(MacctlCare, Repair_OfAnUnmountedInstance_LeavesItUnmounted) {
     program_all();
-    must("unmount -i 3");
+    must("-q unmount -i 3");
     poke("eeprom-9.bin", 0x1a, "XX");
     EXPECT_EQ(macctl("repair").status, 6);
     EXPECT_EQ(macctl("check -i 3").status, 0);

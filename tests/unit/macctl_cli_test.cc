@@ -15,7 +15,9 @@ const char* const kCommands[] = {
     "status",
     "get addr -t 0",
     "get num -t 0",
+    "get block -t 0",
     "get list -t 0",
+    "--version",
     "list -t 0",
     "list -t 0 -n 0",
     "set addr -t 0 02:00:00:00:00:01 --yes",
@@ -111,6 +113,21 @@ TEST_F(MacctlCli, Json_EmptyResults_AreEmptyLists) {
     EXPECT_EQ(json("repair -t 0 -i 0xffffffff")["result"]["repairs"].dump(), "[]");
 }
 
+TEST_F(MacctlCli, Json_FollowedLog_IsAnAnswerALine) {
+    const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
+    const Outcome outcome = sh(tool +
+                               "-j log --follow > lines & follower=$!; sleep 1; kill -INT "
+                               "$follower; wait $follower");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    const std::string lines = folder.read("lines");
+    const auto first = nlohmann::json::parse(lines.substr(0, lines.find('\n')));
+    EXPECT_EQ(first["command"], "log");
+    EXPECT_EQ(first["result"]["lines"].size(), 1u);
+    const Outcome checked = sh(std::string(kSchema) + " < lines");
+    EXPECT_EQ(checked.status, 0) << checked.err;
+    EXPECT_EQ(checked.out, std::to_string(std::count(lines.begin(), lines.end(), '\n')) + "\n");
+}
+
 TEST_F(MacctlCli, ExportFile_FollowsTheSchema) {
     const Outcome checked =
         sh(std::string(MACCTL_PROGRAM) + " -b demo.xml -j export 2>/dev/null | " + kSchema);
@@ -127,8 +144,8 @@ TEST_F(MacctlCli, ShortWords_StandForTheOnlyOne) {
     EXPECT_NE(ambiguous.err.find("\"s\" is ambiguous, it could be: status, show, set"),
               std::string::npos)
         << ambiguous.err;
-    must("init -i 3");
-    must("deinit -i 3");
+    EXPECT_EQ(macctl("init -i 3").status, 0);
+    EXPECT_EQ(macctl("deinit -i 3").status, 0);
 }
 
 // What macctl says on standard error before the hint at --help.
@@ -145,12 +162,12 @@ TEST_F(MacctlCli, WrongWords_AreNamedWithASuggestion) {
               "macctl: there is no command \"stauts\"; did you mean \"status\"?");
     EXPECT_EQ(complaint(tool("frobnicate")), "macctl: there is no command \"frobnicate\"");
     EXPECT_EQ(complaint(tool("get adr")),
-              "macctl: \"get\" has no \"adr\", only addr, num, list; did you mean \"addr\"?");
+              "macctl: \"get\" has no \"adr\", only addr, num, block, list; did you mean \"addr\"?");
     EXPECT_EQ(complaint(tool("show nosuch")),
               "macctl: \"show\" has no \"nosuch\", only cfg, types");
     EXPECT_EQ(complaint(tool("help set blok")),
               "macctl: \"set\" has no \"blok\", only addr, num, block; did you mean \"block\"?");
-    EXPECT_EQ(complaint(tool("get")), "macctl: \"get\" wants a word: addr, num, list");
+    EXPECT_EQ(complaint(tool("get")), "macctl: \"get\" wants a word: addr, num, block, list");
     EXPECT_EQ(complaint(tool("''")), "macctl: there is no command \"\"");
 }
 
@@ -182,22 +199,134 @@ TEST_F(MacctlCli, Help_OnEveryLevel_HasAnExample) {
     }
     EXPECT_NE(tool("help").out.find("Exit status: 0 done, 1 usage"), std::string::npos);
     EXPECT_EQ(tool("--version").out, "macctl 1.0\n");
+    EXPECT_EQ(json("--version")["result"]["version"], "macctl 1.0");
     EXPECT_EQ(tool("help frobnicate").status, 1);
 }
 
-TEST_F(MacctlCli, Completion_KnowsTheTree) {
-    const std::string script =
-        std::string(MACCTL_PROGRAM) + " completion bash > c; . ./c; COMP_WORDS=(";
-    const auto complete = [&](const std::string& words, int at) {
-        return sh("bash -c '" + script + words + "); COMP_CWORD=" + std::to_string(at) +
-                  "; _macctl; echo ${COMPREPLY[@]}'")
+// What bash offers for the last of the words.
+class MacctlCompletion : public MacctlCli {
+protected:
+    std::string complete(const std::string& words) const {
+        const std::string program = MACCTL_PROGRAM;
+        return sh("PATH=" + program.substr(0, program.rfind('/')) +
+                  ":$PATH; macctl completion bash "
+                  "> c; bash -c '. ./c; COMP_WORDS=(" +
+                  words +
+                  "); COMP_CWORD=$((${#COMP_WORDS[@]} "
+                  "- 1)); _macctl; echo ${COMPREPLY[@]}'")
             .out;
+    }
+};
+
+TEST_F(MacctlCompletion, WordsAndOptions) {
+    EXPECT_EQ(complete("macctl st"), "status\n");
+    EXPECT_EQ(complete("macctl -b demo.xml set b"), "block\n");
+    EXPECT_EQ(complete("macctl -b demo.xml set \"\""), "addr num block\n");
+    EXPECT_EQ(complete("macctl board check --s"), "--strict\n");
+    EXPECT_EQ(complete("macctl se ad --ty"), "--type\n") << "behind short words";
+    EXPECT_EQ(complete("macctl init --ins"), "--instance\n") << "behind an alias";
+    EXPECT_EQ(complete("macctl help bo"), "board\n");
+    EXPECT_EQ(complete("macctl help board in"), "init install\n");
+}
+
+TEST_F(MacctlCompletion, Files) {
+    ASSERT_EQ(sh("rm demo.xml.*").status, 0);
+    EXPECT_EQ(complete("macctl -b dem"), "demo.xml\n");
+    EXPECT_EQ(complete("macctl import bl"), "blocks.json\n");
+    EXPECT_EQ(complete("macctl --board = dem"), "demo.xml\n") << "as bash breaks --board=dem";
+    ASSERT_EQ(sh("mkdir drawings").status, 0);
+    EXPECT_EQ(complete("macctl board install --firmware d"), "drawings\n") << "no demo.xml";
+}
+
+TEST_F(MacctlCompletion, ValuesOfOptions) {
+    EXPECT_EQ(complete("macctl list --format \"\""), "plain csv json link\n");
+    EXPECT_EQ(complete("macctl status --color a"), "auto always\n");
+    EXPECT_EQ(complete("macctl completion z"), "zsh\n");
+    EXPECT_EQ(complete("macctl record decode x --crc16 ibm-3"), "ibm-3740\n");
+}
+
+TEST_F(MacctlCompletion, InstancesAndTypesOfTheBoard) {
+    EXPECT_EQ(complete("macctl -b demo.xml get addr -i \"\""), "0xffffffff 0x3\n");
+    EXPECT_EQ(complete("macctl -b demo.xml get addr -t \"\""), "0 1 2 3 4 5 64\n");
+    EXPECT_EQ(complete("macctl --board=demo.xml get addr -i 3 -t \"\""), "0\n");
+    EXPECT_EQ(complete("macctl -b absent.xml get addr -t \"\""), "\n");
+}
+
+TEST_F(MacctlCompletion, AnotherShell_IsRefused) { EXPECT_EQ(tool("completion tcsh").status, 1); }
+
+// Each row of the table in macctl(8), in its order.
+TEST_F(MacctlCli, ExitStatuses_AreThoseOfTheManual) {
+    EXPECT_EQ(macctl("get addr -t 0").status, 0);
+    EXPECT_EQ(macctl("frobnicate").status, 1);
+    EXPECT_EQ(macctl("set num -t 0 65535").status, 2);
+    EXPECT_EQ(macctl("get addr -t 9").status, 3);
+    poke("manuinfo.bin", 0x4ca, "XX");
+    EXPECT_EQ(macctl("check -i 0xffffffff -t 0").status, 4);
+    EXPECT_EQ(macctl("repair -i 0xffffffff -t 0").status, 6);
+    poke("manuinfo.bin", 0x4ca, "XX");
+    poke("manuinfo.bin", 0x104ca, "XX");
+    EXPECT_EQ(macctl("get addr -t 0").status, 5);
+    change("set block -t 0 00:11:22:33:44:00 16");
+    EXPECT_EQ(macctl("set num -t 0 8").status, 7);
+    EXPECT_EQ(tool("-b absent.xml status").status, 9);
+    EXPECT_EQ(tool("-d ./absent status").status, 9);
+    EXPECT_EQ(tool("record decode absent.bin").status, 10);
+    EXPECT_EQ(macctl("export -t 0 absent/out.json").status, 10);
+    const std::string manual = tool("help --man").out;
+    const std::string table = manual.substr(manual.find(".SH \"EXIT STATUS\""));
+    for (const int status : {0, 1, 2, 3, 4, 5, 6, 7, 9, 10}) {
+        EXPECT_NE(table.find("\n.B " + std::to_string(status) + "\n"), std::string::npos) << status;
+    }
+}
+
+TEST_F(MacctlCli, Quiet_LeavesOutLogLinesAndWhatWasDone) {
+    poke("manuinfo.bin", 0x4ca, "XX");
+    must("-q get addr -t 0", "00:11:22:33:44:00\n");
+    EXPECT_EQ(macctl("-q get addr -t 0").err, "");
+    must("-q set num -t 0 8 --yes", "");
+    must("-q mount -i 3", "");
+    EXPECT_NE(macctl("get addr -t 9").err.find("warning: mac inst"), std::string::npos);
+    EXPECT_EQ(macctl("-q get addr -t 9").err.rfind("macctl: get addr", 0), 0u);
+}
+
+TEST_F(MacctlCli, Color_AlwaysAndNever) {
+    const std::string green = "\033[32mgood\033[0m";
+    EXPECT_NE(macctl("--color always status").out.find(green), std::string::npos);
+    EXPECT_EQ(macctl("--color never status").out.find('\033'), std::string::npos);
+    EXPECT_EQ(macctl("status").out.find('\033'), std::string::npos) << "no terminal";
+    EXPECT_EQ(macctl("--color sometimes status").status, 1);
+}
+
+// What a refusal says behind its status.
+TEST_F(MacctlCli, Refusals_NameTheVeryReason) {
+    const auto reason = [this](const std::string& arguments) {
+        const std::string err = macctl("-q " + arguments).err;
+        return err.substr(std::min(err.size(), err.find("): ") + 3));
     };
-    EXPECT_EQ(complete("macctl st", 1), "status\n");
-    EXPECT_EQ(complete("macctl -b demo.xml set b", 4), "block\n");
-    EXPECT_EQ(complete("macctl board check --s", 3), "--strict\n");
-    EXPECT_EQ(complete("macctl import bl", 2), "blocks.json\n");
-    EXPECT_EQ(tool("completion tcsh").status, 1);
+    EXPECT_EQ(reason("get addr -t 9"), "the board configures no type 9 for instance 0xffffffff\n");
+    EXPECT_EQ(reason("get addr -i 77 -t 0"), "instance 0x4d is not on the board\n");
+    EXPECT_EQ(reason("get num -i 3 -t 0"),
+              "the block is on the board, and its instance is not mounted\n");
+    EXPECT_EQ(reason("set block -i 77 -t 0 02:00:00:00:00:01 1"),
+              "instance 0x4d is not on the board\n");
+    EXPECT_EQ(reason("list -t 0 -n 99"), "the block has 16 addresses, and 99 were asked for\n");
+    must("mount -i 3", "instance 0x3: mounted\n");
+    EXPECT_EQ(reason("mount -i 3"), "it is mounted already\n");
+    must("mount -i 77", "instance 0x4d: mounted, and the board configures no block for it\n");
+    must("unmount -i 3", "instance 0x3: unmounted; its blocks are not handed out any more\n");
+    must("unmount -i 3", "instance 0x3: it was not mounted\n");
+}
+
+TEST_F(MacctlCli, Unmount_DryRun_LeavesItMounted) {
+    must("mount -i 3", "instance 0x3: mounted\n");
+    must("unmount -i 3 --dry-run",
+         "instance 0x3: unmounted; its blocks are not handed out any more  (not written)\n");
+    must("unmount -i 3", "instance 0x3: unmounted; its blocks are not handed out any more\n");
+}
+
+TEST_F(MacctlCli, GetBlock_IsBaseAndCount) {
+    must("get block -t 0", "00:11:22:33:44:00 count 16\n");
+    EXPECT_EQ(json("get block -t 0")["result"]["count"], 16);
 }
 
 TEST_F(MacctlCli, Manual_NamesEveryCommandAndIsClean) {

@@ -129,8 +129,8 @@ TEST_F(MacctlRecord, Identify_TagsThatAreNoRecords) {
 
 TEST_F(MacctlRecord, Refusals) {
     folder.write("r.bin", "short");
-    EXPECT_EQ(tool("record decode absent.bin").status, 1);
-    EXPECT_EQ(tool("record decode r.bin --offset 5").status, 1);
+    EXPECT_EQ(tool("record decode absent.bin").status, 10);
+    EXPECT_EQ(tool("record decode r.bin --offset 5").status, 10);
     EXPECT_EQ(tool("record decode r.bin").status, 3) << "no tag, no format";
     const auto few = tool("record decode r.bin --format qolt");
     EXPECT_EQ(few.status, 5);

@@ -100,7 +100,7 @@ TEST_F(MacctlTransfer, ExportAndImport_MoveAllBlocks) {
           "3 00:11:22:33:03:00 32", "5 00:11:22:33:05:00 8"}) {
         change(std::string("set block -t ") + set);
     }
-    must("mount -i 3");
+    must("-q mount -i 3");
     change("set block -i 3 -t 0 02:00:00:00:00:01 4");
     const Outcome exported = macctl("export");
     EXPECT_EQ(exported.status, 5) << "types 4 and 64 have no good block";

@@ -153,6 +153,7 @@ Result board_init(Context& context) {
         there.push_back(std::filesystem::exists(file.resolve(image)));
     }
     (void)host::Board::open(std::move(file), access);
+    result.acknowledges = true;
     for (size_t i = 0; i < images.size(); ++i) {
         result.text += fmt::format("{}: {}\n", images[i],
                                    there[i]  ? "kept as it is"
@@ -177,6 +178,7 @@ Result board_map(Context& context) {
         result.text = svg;
     } else {
         result.text = write_output(context, context.options.svg, {svg.begin(), svg.end()});
+        result.acknowledges = true;
     }
     return result;
 }
@@ -185,6 +187,7 @@ Result board_compile(Context& context) {
     const host::BoardFile file = host::BoardFile::read(context.board());
     Result result = check_before_use(context, file, "compiled");
     result.text += write_output(context, context.options.file, compile_board(file));
+    result.acknowledges = true;
     result.data["file"] = context.options.file;
     return result;
 }
@@ -198,6 +201,7 @@ Result board_install(Context& context) {
     const std::vector<u8> blob = compile_board(file);
     if (!context.options.dry_run) std::filesystem::create_directories(path.parent_path());
     result.text += write_output(context, path, blob);
+    result.acknowledges = true;
     result.data["file"] = path.string();
     return result;
 }

@@ -51,8 +51,8 @@ std::string content_of(host::DiagObject* object, const platform_attribute* entry
 
 class BoardTarget : public Target {
 public:
-    BoardTarget(std::filesystem::path board_file, bool verbose)
-        : path_(std::move(board_file)), verbose_(verbose), client_([](u32 command, void* record) {
+    BoardTarget(std::filesystem::path board_file, LogLines wanted)
+        : path_(std::move(board_file)), wanted_(wanted), client_([](u32 command, void* record) {
               const Uninterrupted whole;
               return static_cast<u32>(host::device_ioctl(command, record));
           }) {}
@@ -60,6 +60,11 @@ public:
     const Client& client() override {
         load();
         return client_;
+    }
+
+    bool is_mounted(u32 inst) override {
+        const std::vector<u32> mounted = host::stored_state(path_).mounted;
+        return std::find(mounted.begin(), mounted.end(), inst) != mounted.end();
     }
 
     // What the sessions so far left: reading the log adds nothing to it.
@@ -96,10 +101,22 @@ public:
     }
 
 private:
+    u32 level_of(const host::BoardFile& file) const {
+        switch (wanted_) {
+            case LogLines::kNone:
+                return 0;
+            case LogLines::kUpToTheBoardsLevel:
+                return file.log_level();
+            case LogLines::kAll:
+                return PLATFORM_LOG_DUMP;
+        }
+        return 0;
+    }
+
     void load() {
         if (session_) return;
         host::BoardFile file = host::BoardFile::read(path_);
-        const u32 level = verbose_ ? PLATFORM_LOG_DUMP : file.log_level();
+        const u32 level = level_of(file);
         host::log_set_level(std::max(level, PLATFORM_LOG_NOTICE));
         host::log_set_sink([level](const host::LogLine& line) {
             if (line.level <= level) print_log(line);
@@ -116,15 +133,15 @@ private:
     }
 
     std::filesystem::path path_;
-    bool verbose_;
+    LogLines wanted_;
     Client client_;
     std::unique_ptr<host::Session> session_;
 };
 
 }  // namespace
 
-std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, bool verbose) {
-    return std::make_unique<BoardTarget>(board_file, verbose);
+std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, LogLines wanted) {
+    return std::make_unique<BoardTarget>(board_file, wanted);
 }
 
 }  // namespace macctl

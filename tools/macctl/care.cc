@@ -224,6 +224,7 @@ Result repair(Context& context) {
                                    pool_name(pool.inst, pool.type), health_name(pool.health));
     }
     result.data["lost"] = count(reports, Health::kLost);
+    result.acknowledges = true;
     if (wanting.empty() && result.text.empty()) result.text = "nothing to repair\n";
     if (!wanting.empty()) result.exit = kExitRepaired;
     if (failed != 0) result.exit = kExitNotWritten;

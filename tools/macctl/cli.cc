@@ -7,10 +7,12 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "platform/host/board_error.h"
 #include "platform/host/board_file.h"
 #include "tools/macctl/completion.h"
 #include "tools/macctl/json.h"
 #include "tools/macctl/manual.h"
+#include "tools/macctl/terminal.h"
 #include "tools/macctl/words.h"
 
 namespace macctl {
@@ -94,7 +96,7 @@ public:
             "Words may be shortened: \"macctl st\" is \"macctl status\".\n"
             "Exit status: 0 done, 1 usage, 2 refused, 3 not found, 4 a copy is no good, 5 no copy "
             "is\n"
-            "good, 6 repaired, 7 not written.\n"
+            "good, 6 repaired, 7 not written, 9 board or device unusable, 10 file unusable.\n"
             "\"macctl help COMMAND\" says more, with an example.");
         add_options(&app_, options, global_options());
         app_.get_option("--device")->excludes(app_.get_option("--board"));
@@ -150,7 +152,7 @@ int print_error(bool json, const std::string& path, const std::string& text, int
     Value error = {{"message", text}};
     error["status"] = status ? Value(fmt::format("0x{:08x}", *status)) : Value();
     error["name"] = status ? Value(status_name(*status)) : Value();
-    fmt::print("{}\n", json_pages({{"command", path}, {"exit", exit}, {"error", error}}));
+    fmt::print("{}\n", json_pages(answer(path, exit, "error", std::move(error))));
     return exit;
 }
 
@@ -158,12 +160,11 @@ int print_usage_error(bool json, const std::string& path, const std::string& tex
     return print_error(json, path, text + "\nRun with --help for more information.", kExitUsage);
 }
 
-int print_result(const Options& options, const std::string& path, const Result& result) {
-    if (!options.json) {
+int print_result(bool json, const std::string& path, const Result& result) {
+    if (!json) {
         fmt::print("{}", result.text);
     } else if (!result.data.is_null()) {
-        fmt::print("{}\n",
-                   json_pages({{"command", path}, {"exit", result.exit}, {"result", result.data}}));
+        fmt::print("{}\n", json_pages(answer(path, result.exit, "result", result.data)));
     }
     return result.exit;
 }
@@ -171,14 +172,20 @@ int print_result(const Options& options, const std::string& path, const Result& 
 int run_command(const Options& options, const CommandRow& row) {
     try {
         Context context(options);
-        return print_result(options, row.path, row.run(context));
+        Result result = row.run(context);
+        if (options.quiet && result.acknowledges) result.text.clear();
+        return print_result(options.json, row.path, result);
     } catch (const Failure& failure) {
         return print_error(options.json, row.path, failure.what(), failure.exit(),
                            failure.status());
     } catch (const StartUpError& error) {
         return print_error(options.json, row.path, error.what(), kExitRefused);
+    } catch (const TargetError& error) {
+        return print_error(options.json, row.path, error.what(), kExitUnusable);
+    } catch (const host::BoardError& error) {
+        return print_error(options.json, row.path, error.what(), kExitUnusable);
     } catch (const std::exception& error) {
-        return print_error(options.json, row.path, error.what(), kExitUsage);
+        return print_error(options.json, row.path, error.what(), kExitFile);
     }
 }
 
@@ -212,7 +219,8 @@ int parse_and_run(bool json, Resolved resolved) {
         fmt::print("{}", help_of(row));
         return kExitDone;
     } catch (const CLI::CallForVersion& version) {
-        return parser.app().exit(version);
+        if (!json) return parser.app().exit(version);
+        return print_result(true, "", {"", {{"version", kVersion}}});
     } catch (const CLI::ParseError& error) {
         if (row == nullptr && !json) {
             fmt::print(stderr, "{}", help_of(row));
@@ -221,6 +229,7 @@ int parse_and_run(bool json, Resolved resolved) {
         const bool word_missing = row == nullptr || is_object(*row);
         return print_usage_error(json, path, word_missing ? missing_word(row) : error.what());
     }
+    choose_colours(options.colour);
     if (row->run != nullptr) return run_command(options, *row);
     fmt::print("{}", own_answer(options, *row));
     return kExitDone;
@@ -230,6 +239,11 @@ int parse_and_run(bool json, Resolved resolved) {
 
 int run_command_line(int argc, char** argv) {
     const std::vector<std::string> given(argv + 1, argv + argc);
+    if (!given.empty() && given[0] == kCompleteWord) {
+        const Completion completion = complete({given.begin() + 1, given.end()});
+        fmt::print("{}", completion.text);
+        return static_cast<int>(completion.offer);
+    }
     const bool json = wants_json(given);
     try {
         return parse_and_run(json, resolve(given));

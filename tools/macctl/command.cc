@@ -8,10 +8,22 @@
 
 namespace macctl {
 
+// Of docs/macctl.schema.json.
+constexpr u32 kSchemaVersion = 2;
+
+namespace {
+
+LogLines wanted_lines(const Options& options) {
+    if (options.quiet) return LogLines::kNone;
+    return options.verbose ? LogLines::kAll : LogLines::kUpToTheBoardsLevel;
+}
+
+}  // namespace
+
 Target& Context::target() {
     if (target_) return *target_;
     if (!options.board.empty()) {
-        target_ = open_board(options.board, options.verbose);
+        target_ = open_board(options.board, wanted_lines(options));
     } else if (!options.device.empty()) {
         target_ = open_device(options.device);
     } else if (std::filesystem::exists(kDevicePath)) {
@@ -44,12 +56,53 @@ Exit exit_for(u32 status) {
     }
 }
 
-void must(const Context& context, const std::string& what, u32 status) {
+namespace {
+
+// Why the block that the options name is not handed out; empty where the layout, which would
+// say so, is not known.
+std::string missing_block(Context& context) {
+    const Pool wanted = context.options.pool();
+    Layout layout;
+    try {
+        layout = read_layout(context.target().board_file());
+    } catch (const TargetError&) {
+        return "";
+    }
+    bool instance_there = false;
+    for (const PoolLayout& pool : layout.pools) {
+        if (pool.inst != wanted.inst) continue;
+        instance_there = true;
+        if (pool.type != wanted.type) continue;
+        const bool usable = pool.copies[0] && pool.copies[0]->format() != nullptr;
+        return usable ? "the block is on the board, and its instance is not mounted"
+                      : "the board names no driver for its main copy";
+    }
+    if (!instance_there) return fmt::format("{} is not on the board", instance_name(wanted.inst));
+    return fmt::format("the board configures no type {} for {}", wanted.type,
+                       instance_name(wanted.inst));
+}
+
+}  // namespace
+
+std::string describe_refusal(Context& context, u32 status) {
+    const std::string reason = status == MAC_NOT_SUPPORTED ? missing_block(context) : "";
+    if (reason.empty()) return describe_status(status);
+    return fmt::format("{} (0x{:08x}): {}", status_name(status), status, reason);
+}
+
+void must(Context& context, const std::string& what, u32 status) {
     if (status == MAC_OK) return;
     throw Failure(exit_for(status),
                   fmt::format("{}, {}: {}", what, instance_name(context.options.instance()),
-                              describe_status(status)),
+                              describe_refusal(context, status)),
                   status);
+}
+
+Value answer(const std::string& command, int exit, const char* kind, Value content) {
+    return {{"schema", kSchemaVersion},
+            {"command", command},
+            {"exit", exit},
+            {kind, std::move(content)}};
 }
 
 std::string instance_name(u32 inst) { return fmt::format("instance 0x{:x}", inst); }

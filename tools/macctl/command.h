@@ -11,13 +11,33 @@ namespace macctl {
 
 enum Exit {
     kExitDone = 0,
-    kExitUsage = 1,       // the command line, the board file or the device cannot be used
-    kExitRefused = 2,     // the system refused
-    kExitNotFound = 3,    // no such block, instance, attribute or record
-    kExitDegraded = 4,    // a copy is no good, the block is there
-    kExitLost = 5,        // no copy of a block is good
-    kExitRepaired = 6,    // something was repaired
-    kExitNotWritten = 7,  // nothing, or not all, was written
+    kExitUsage = 1,
+    kExitRefused = 2,
+    kExitNotFound = 3,
+    kExitDegraded = 4,
+    kExitLost = 5,
+    kExitRepaired = 6,
+    kExitNotWritten = 7,
+    kExitUnusable = 9,
+    kExitFile = 10,
+};
+
+// The table of macctl(8).
+struct ExitRow {
+    Exit exit;
+    const char* meaning;
+};
+inline constexpr ExitRow kExitTable[] = {
+    {kExitDone, "done"},
+    {kExitUsage, "the command line is wrong"},
+    {kExitRefused, "the system refused, or a board file has errors"},
+    {kExitNotFound, "no such block, instance, attribute or record"},
+    {kExitDegraded, "a copy is no good, and the block is there"},
+    {kExitLost, "no copy of a block is good"},
+    {kExitRepaired, "something was repaired"},
+    {kExitNotWritten, "nothing, or not all, was written; also where that needs --yes"},
+    {kExitUnusable, "the board file, one of its media, or the device cannot be used"},
+    {kExitFile, "another file cannot be read or written"},
 };
 
 // The command cannot be done.
@@ -39,6 +59,7 @@ struct Result {
     std::string text;
     Value data = Value::object();
     int exit = kExitDone;
+    bool acknowledges = false;  // the text says what was done, and --quiet leaves it out
 };
 
 struct Options {
@@ -51,6 +72,7 @@ struct Options {
     bool follow = false;
     bool strict = false;
     bool force = false;
+    bool quiet = false;
     std::optional<u32> inst;
     std::optional<u32> type;
     std::optional<u32> num;
@@ -60,6 +82,7 @@ struct Options {
     std::string format;      // of a list or a record
     std::string crc16;       // CRC-16 variant
     std::string interfaces;  // names for .link files
+    std::string colour;      // "auto", "always", "never"
     std::string directory;   // where files go
     std::string svg;
     u32 offset = 0;
@@ -89,7 +112,10 @@ private:
 using Command = Result (*)(Context& context);
 
 // Turns a refusal of the system into a Failure that says what, where and why.
-void must(const Context& context, const std::string& what, u32 status);
+void must(Context& context, const std::string& what, u32 status);
+// The status with its reason: of a block that is not there, whether the board does not
+// configure it, or its instance is not mounted.
+std::string describe_refusal(Context& context, u32 status);
 // The exit status for a status of the system.
 Exit exit_for(u32 status);
 
@@ -99,6 +125,9 @@ std::string instance_name(u32 inst);
 // "00:11:22:33:44:00 count 8".
 std::string block_words(const MacAddress& base, u32 num);
 Value block_value(const MacAddress& base, u32 num);
+
+// What --json prints: the one form of results and errors, its version with it.
+Value answer(const std::string& command, int exit, const char* kind, Value content);
 
 // Does something with an instance mounted, and leaves it as it was.
 template <typename Action>

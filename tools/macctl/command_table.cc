@@ -9,15 +9,21 @@ namespace {
 
 constexpr const char* kListFormats[] = {"plain", "csv", "json", "link"};
 constexpr const char* kRecordFormats[] = {"qolt", "router-crc", "router", "kolbe-crc", "kolbe"};
+constexpr const char* kColours[] = {"auto", "always", "never"};
 constexpr const char* kShells[] = {"bash", "zsh", "fish"};
 
 constexpr OptionRow kGlobal[] = {
     {"-b,--board", "FILE", "board file that describes the media", &Options::board},
     {"-d,--device", "PATH", "control device (default /dev/mac_mng, where it exists)",
      &Options::device},
-    {"-i,--instance", "NUMBER", "instance id (default 0xffffffff)", &Options::inst},
+    {"-i,--instance", "NUMBER",
+     "instance id (default 0xffffffff; status, check, repair and export: all)", &Options::inst},
     {"-j,--json", nullptr, "results and errors as JSON", &Options::json},
     {"-v,--verbose", nullptr, "print every log line of the module", &Options::verbose},
+    {"-q,--quiet", nullptr, "print no log line of the module, and no result that is no data",
+     &Options::quiet},
+    {"--color", "WHEN", "colours: auto, always or never (default auto)", &Options::colour, false,
+     kColours},
 };
 
 constexpr OptionRow required(OptionRow row) {
@@ -56,7 +62,7 @@ constexpr OptionRow kAnyType[] = {kTypeRow};
 constexpr OptionRow kOneType[] = {required(kTypeRow)};
 constexpr OptionRow kList[] = {
     required(kTypeRow),
-    {"-n,--num", "NUMBER", "only the first so many", &Options::num},
+    {"-n,--count,--num", "NUMBER", "only the first so many", &Options::num},
     {"--format", "TEXT", "plain, csv, json, or link: systemd .link files", &Options::format, false,
      kListFormats},
     {"--interfaces", "NAMES", "names of the interfaces, joined by ',', for --format link",
@@ -95,6 +101,7 @@ constexpr OptionRow kIdentify[] = {file_row("dump of a medium")};
 constexpr OptionRow kBoardCheck[] = {
     {"--strict", nullptr, "warnings count as errors", &Options::strict},
 };
+constexpr OptionRow kUnmount[] = {kDryRunRow};
 constexpr OptionRow kBoardInit[] = {kDryRunRow};
 constexpr OptionRow kBoardMap[] = {
     {"--svg", "FILE", "write a picture; -: standard output", &Options::svg},
@@ -127,11 +134,14 @@ constexpr CommandRow kCommands[] = {
     {"get addr", "base address of a block", "macctl -b board.xml get addr -t 0", get_addr,
      kOneType},
     {"get num", "count of a block", "macctl -b board.xml get num -t 0", get_num, kOneType},
+    {"get block", "base address and count of a block", "macctl -b board.xml get block -t 0",
+     get_block, kOneType},
     {"get list", "the same as \"list\"", "macctl -b board.xml get list -t 0", list, kList},
     {"list", "addresses of a block",
      "macctl -b board.xml list -t 0 --format link --interfaces lan0,lan1", list, kList},
     {"mount", "mount an instance", "macctl -b board.xml mount -i 3", mount, {}, "init"},
-    {"unmount", "unmount an instance", "macctl -b board.xml unmount -i 3", unmount, {}, "deinit"},
+    {"unmount", "unmount an instance", "macctl -b board.xml unmount -i 3", unmount, kUnmount,
+     "deinit"},
     {"show", "the module's listings", "macctl -b board.xml show cfg", nullptr},
     {"show cfg", "storage configuration per MAC type", "macctl -b board.xml show cfg", show_cfg},
     {"show types", "state per MAC type", "macctl -b board.xml show types", show_types},

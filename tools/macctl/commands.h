@@ -11,6 +11,7 @@ namespace macctl {
 Result status(Context& context);
 Result get_addr(Context& context);
 Result get_num(Context& context);
+Result get_block(Context& context);
 Result mount(Context& context);
 Result unmount(Context& context);
 Result show_cfg(Context& context);

@@ -78,6 +78,13 @@ public:
 
     const Client& client() override { return client_; }
 
+    // The device does not tell, but it refuses to mount what is mounted.
+    bool is_mounted(u32 inst) override {
+        if (client_.init(inst) != 0) return true;
+        (void)client_.deinit(inst);
+        return false;
+    }
+
     std::vector<LogEntry> log() override {
         std::ifstream stream(kRing);
         if (!stream) {

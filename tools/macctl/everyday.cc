@@ -77,7 +77,7 @@ Value listing_entries(const std::string& text) {
     return entries;
 }
 
-Result listing(const Context& context, const char* what, u32 status, const std::string& text) {
+Result listing(Context& context, const char* what, u32 status, const std::string& text) {
     must(context, what, status);
     Result result;
     result.text = text;
@@ -91,6 +91,18 @@ Result attribute(Context& context, const std::string& name) {
         throw Failure(kExitNotFound, "the module has no attribute \"" + name + "\"");
     }
     return {*content, {{"content", *content}}};
+}
+
+// How many blocks the board configures for an instance; not 0 where that is not known.
+size_t blocks_of(Context& context, u32 inst) {
+    try {
+        const Layout layout = read_layout(context.target().board_file());
+        return static_cast<size_t>(
+            std::count_if(layout.pools.begin(), layout.pools.end(),
+                          [inst](const PoolLayout& pool) { return pool.inst == inst; }));
+    } catch (const TargetError&) {
+        return 1;
+    }
 }
 
 Value line_value(const LogEntry& entry) {
@@ -116,6 +128,13 @@ size_t already_seen(const std::vector<LogEntry>& old, const std::vector<LogEntry
     return 0;
 }
 
+// One line of a followed log, in the same form as every other answer.
+std::string json_answer_line(const LogEntry& entry) {
+    Value lines = Value::array();
+    lines.push_back(line_value(entry));
+    return json_line(answer("log", kExitDone, "result", {{"lines", lines}})) + "\n";
+}
+
 // Prints lines as they come, until Ctrl-C.
 void follow(Context& context) {
     std::signal(SIGINT, [](int) { stopped = 1; });
@@ -124,8 +143,7 @@ void follow(Context& context) {
     while (stopped == 0) {
         const std::vector<LogEntry> now = context.target().log();
         for (size_t i = already_seen(seen, now); i < now.size(); ++i) {
-            fmt::print("{}", context.options.json ? json_line(line_value(now[i])) + "\n"
-                                                  : line_text(now[i]));
+            fmt::print("{}", context.options.json ? json_answer_line(now[i]) : line_text(now[i]));
         }
         std::fflush(stdout);
         seen = now;
@@ -171,14 +189,51 @@ Result get_num(Context& context) {
     return {fmt::format("{}\n", num), {{"count", num}}};
 }
 
+Result get_block(Context& context) {
+    const Client& client = context.target().client();
+    const std::string what = words_with_type("get block", context);
+    MacAddress base{};
+    u32 num = 0;
+    must(context, what, client.get_addr(context.options.pool(), &base));
+    must(context, what, client.get_num(context.options.pool(), &num));
+    return {block_words(base, num) + "\n", block_value(base, num)};
+}
+
 Result mount(Context& context) {
-    must(context, "mount", context.target().client().init(context.options.instance()));
-    return {};
+    const u32 inst = context.options.instance();
+    const u32 status = context.target().client().init(inst);
+    if (status == MAC_FAULT) {
+        throw Failure(kExitRefused,
+                      fmt::format("mount, {}: {} (0x{:08x}): it is mounted already",
+                                  instance_name(inst), status_name(status), status),
+                      status);
+    }
+    must(context, "mount", status);
+    Result result;
+    const size_t blocks = blocks_of(context, inst);
+    result.text = fmt::format("{}: mounted{}\n", instance_name(inst),
+                              blocks == 0 ? ", and the board configures no block for it" : "");
+    result.acknowledges = true;
+    result.data = {{"instance", fmt::format("0x{:x}", inst)}, {"mounted", true}};
+    return result;
 }
 
 Result unmount(Context& context) {
-    must(context, "unmount", context.target().client().deinit(context.options.instance()));
-    return {};
+    const u32 inst = context.options.instance();
+    const bool written = !context.options.dry_run;
+    const bool known = written || !context.options.board.empty();
+    const bool was_mounted = !known || context.target().is_mounted(inst);
+    if (written) must(context, "unmount", context.target().client().deinit(inst));
+    Result result;
+    result.text = fmt::format(
+        "{}: {}{}\n", instance_name(inst),
+        was_mounted ? "unmounted; its blocks are not handed out any more" : "it was not mounted",
+        written ? "" : "  (not written)");
+    result.acknowledges = true;
+    result.data = {{"instance", fmt::format("0x{:x}", inst)},
+                   {"mounted", was_mounted && !written},
+                   {"was_mounted", was_mounted}};
+    return result;
 }
 
 Result show_cfg(Context& context) {

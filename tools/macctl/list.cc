@@ -97,14 +97,25 @@ std::string csv_text(const Addresses& addresses) {
 Addresses read_addresses(Context& context) {
     const std::string what = fmt::format("list, type {}", context.options.pool().type);
     const Client& client = context.target().client();
+    const Pool pool = context.options.pool();
     u32 num = 0;
     if (context.options.num) {
         num = *context.options.num;
     } else {
-        must(context, what, client.get_num(context.options.pool(), &num));
+        must(context, what, client.get_num(pool, &num));
     }
     Addresses addresses;
-    must(context, what, client.get_list(context.options.pool(), num, &addresses));
+    const u32 status = client.get_list(pool, num, &addresses);
+    u32 there = 0;
+    if (status == MAC_FAULT && client.get_num(pool, &there) == MAC_OK && num > there) {
+        throw Failure(kExitRefused,
+                      fmt::format("{}, {}: {} (0x{:08x}): the block has {} addresses, and {} were asked "
+                                  "for",
+                                  what, instance_name(pool.inst), status_name(status), status,
+                                  there, num),
+                      status);
+    }
+    must(context, what, status);
     return addresses;
 }
 

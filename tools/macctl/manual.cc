@@ -101,34 +101,13 @@ constexpr char kTail[] =
     R"(.SH JSON
 With
 .B \-\-json
-a command prints one object with "command", "exit" and "result", or "error" with "message",
-"status" and "name". The schema is macctl.schema.json in the documentation.
-.SH "EXIT STATUS"
-.TP
-.B 0
-done
-.TP
-.B 1
-the command line, the board file or the device cannot be used
-.TP
-.B 2
-the system refused, or a board file has errors
-.TP
-.B 3
-no such block, instance, attribute or record
-.TP
-.B 4
-a copy is no good, and the block is there
-.TP
-.B 5
-no copy of a block is good
-.TP
-.B 6
-something was repaired
-.TP
-.B 7
-nothing, or not all, was written
-.SH EXAMPLES
+a command prints one object with "schema", "command", "exit" and "result", or "error" with
+"message", "status" and "name"; a followed log prints such an object a line. Help, the manual
+page and completion scripts stay text. The schema is macctl.schema.json in the documentation.
+)";
+
+constexpr char kEnd[] =
+    R"(.SH EXAMPLES
 Lay out, check and program a board, and see what is on it:
 .PP
 .EX
@@ -173,10 +152,19 @@ no colours, also on a terminal
 .BR systemd.link (5)
 )";
 
+std::string exit_table() {
+    std::string text = ".SH \"EXIT STATUS\"\n";
+    for (const ExitRow& row : kExitTable) {
+        text += fmt::format(".TP\n.B {}\n{}\n", static_cast<int>(row.exit), row.meaning);
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string manual_page() {
-    return kHead + options_text(global_options()) + ".SH COMMANDS\n" + commands_text() + kTail;
+    return kHead + options_text(global_options()) + ".SH COMMANDS\n" + commands_text() + kTail +
+           exit_table() + kEnd;
 }
 
 }  // namespace macctl

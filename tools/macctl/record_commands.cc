@@ -21,7 +21,7 @@ namespace {
 std::vector<u8> read_bytes(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
     if (!stream)
-        throw Failure(kExitUsage, fmt::format("{} cannot be read: {}", path, strerror(errno)));
+        throw Failure(kExitFile, fmt::format("{} cannot be read: {}", path, strerror(errno)));
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
@@ -43,8 +43,8 @@ const platform::Crc16Variant& variant_of(const Context& context) {
 ConstBytes bytes_at(const Context& context, const std::vector<u8>& file) {
     const u32 offset = context.options.offset;
     if (offset >= file.size()) {
-        throw Failure(kExitUsage, fmt::format("{} has {} bytes: there is no offset 0x{:x}",
-                                              context.options.file, file.size(), offset));
+        throw Failure(kExitFile, fmt::format("{} has {} bytes: there is no offset 0x{:x}",
+                                             context.options.file, file.size(), offset));
     }
     return ConstBytes(file).subspan(offset);
 }
@@ -238,6 +238,7 @@ Result record_encode(Context& context) {
     Result result;
     result.text = fmt::format("{} bytes at offset 0x{:x} of {}{}\n", bytes.size(), options.offset,
                               options.file, options.dry_run ? "  (not written)" : "");
+    result.acknowledges = true;
     result.data = {{"format", format.name},
                    {"offset", options.offset},
                    {"bytes", bytes.size()},

@@ -41,8 +41,9 @@ Situation look_at_media(Context& context, const char* verb) {
     }
     if (!situation.report) {
         const auto status = static_cast<u32>(MAC_NOT_SUPPORTED);
-        throw Failure(kExitNotFound,
-                      fmt::format("{}: {}", where(verb, context), describe_status(status)), status);
+        throw Failure(
+            kExitNotFound,
+            fmt::format("{}: {}", where(verb, context), describe_refusal(context, status)), status);
     }
     return situation;
 }
@@ -145,6 +146,7 @@ Result change_block(Context& context, const char* verb, const Situation& situati
         situation.before ? block_value(situation.before->base, situation.before->num) : Value();
     result.data["after"] = block_value(after.base, after.num);
     result.data["written"] = written;
+    result.acknowledges = true;
     result.data["layout"] = situation.layout_known ? "known" : "unknown";
     return result;
 }

@@ -42,6 +42,9 @@ public:
     // The control device's commands. Throws TargetError.
     virtual const Client& client() = 0;
 
+    // Whether an instance is mounted. Throws TargetError.
+    virtual bool is_mounted(u32 inst) = 0;
+
     // The lines of the module's log ring, oldest first. Throws TargetError.
     virtual std::vector<LogEntry> log() = 0;
 
@@ -60,10 +63,10 @@ public:
 inline constexpr char kDevicePath[] = "/dev/mac_mng";
 
 // A board file. The module is loaded over it when it is first needed and stays loaded
-// as long as the target lives; its log lines go to standard error up to the board's
-// level, or all of them when verbose. Commands throw StartUpError, or the board's own
-// error.
-std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, bool verbose);
+// as long as the target lives; its log lines go to standard error as far as they are
+// wanted. Commands throw StartUpError, or the board's own error.
+enum class LogLines { kNone, kUpToTheBoardsLevel, kAll };
+std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, LogLines wanted);
 
 // Opens the control device. Throws TargetError.
 std::unique_ptr<Target> open_device(const std::filesystem::path& device);

@@ -15,7 +15,11 @@ namespace {
 
 constexpr size_t kBarWidth = 30;
 
+std::string colours_when;
+
 bool has_colours() {
+    if (colours_when == "always") return true;
+    if (colours_when == "never") return false;
     const char* const term = std::getenv("TERM");
     // The convention of no-color.org.
     const char* const refused = std::getenv("NO_COLOR");
@@ -37,6 +41,8 @@ const char* escape_of(Colour colour) {
 }
 
 }  // namespace
+
+void choose_colours(const std::string& when) { colours_when = when; }
 
 std::string coloured(const std::string& text, Colour colour) {
     if (colour == Colour::kNone || !has_colours()) return text;

@@ -11,7 +11,11 @@ namespace macctl {
 
 enum class Colour { kNone, kGood, kWarning, kBad };
 
-// The text in that colour when standard output is a terminal that has colours.
+// What --color says; empty or "auto": colours where standard output is a terminal that has
+// them.
+void choose_colours(const std::string& when);
+
+// The text in that colour where there are colours.
 std::string coloured(const std::string& text, Colour colour);
 
 // Rows in columns, left-aligned; colours do not count as width.

@@ -233,6 +233,9 @@ Result export_blocks(Context& context) {
         result.text = text;
     } else {
         replace_file(context.options.file, {text.begin(), text.end()});
+        result.text = fmt::format("{}: {}\n", context.options.file,
+                                  counted(result.data.find("blocks")->elements().size(), "block"));
+        result.acknowledges = true;
     }
     return result;
 }
@@ -255,6 +258,7 @@ Result import_blocks(Context& context) {
     }
     result.text += fmt::format("{} in the file, {} changed{}\n", counted(planned.size(), "block"),
                                changes.size(), mark);
+    result.acknowledges = true;
     result.data["blocks"] = planned.size();
     result.data["changed"] = changes.size();
     result.data["written"] = written;
