@@ -82,7 +82,8 @@ u32 drv_mac_node_exist(u32 inst, const char* node);
                                             mac_old_cfg_entry* entry);
 
 // Legacy layout: joins a main and a spare entry into a record. The texts serve
-// as formats: "%%" becomes "%", integer and text conversions print a zero.
+// as formats: "%%" becomes "%", an integer conversion prints 0, %s prints "(null)", and
+// %c a terminator, which ends the text there. Any other conversion is refused.
 // Returns 0, or MAC_FORMAT_FAILED.
 [[nodiscard]] u32 drv_mac_old_cfg_to_new(u32 inst, const mac_old_cfg_entry* main,
                                          const mac_old_cfg_entry* spare, mac_cfg_entry* record);

@@ -1,8 +1,8 @@
 #!/bin/sh
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 # Every power cut and every second one in the repair that follows, and every failing
-# step; with "--replay ID" one run, step by step. Holds the table of outcomes in
-# docs/reliability.md against the run ("--write" brings it up to date).
+# step; with "--replay ID" one run, step by step. Holds the table of outcomes and the
+# numbers of runs in docs/reliability.md against the run ("--write" brings them up to date).
 set -eu
 cd "$(dirname "$0")/.."
 build=build/scenarios
@@ -24,6 +24,7 @@ awk -v begin="$begin" -v end="$end" '
 	' docs/reliability.md >build/reliability.md
 if [ "${1:-}" = --write ]; then
 	cp build/reliability.md docs/reliability.md
+	export MAC_WRITE_EVIDENCE=1
 fi
 echo "== scenarios: running"
 status=0
@@ -39,5 +40,11 @@ if ! cmp -s build/reliability.md docs/reliability.md; then
 	counts="${counts% *} $((${counts#* } + 1))"
 	status=1
 fi
+runs=$(sed -n 's/^\([0-9]*\) runs at depth .*/\1/p' build/scenarios.out)
+scripts/evidence.py same "runs with one or two cuts, failing steps" "${runs%%[!0-9]*}" &&
+	scripts/evidence.py same "runs with records of 5455 and 65534 addresses, one cut" "${runs##*[!0-9]}" || {
+	counts="${counts% *} $((${counts#* } + 1))"
+	status=1
+}
 echo "$counts" >build/results/scenarios
 exit "$status"

@@ -116,6 +116,14 @@ start planted-bounds must_be_seen bounds commands 'BUG: KASAN: slab-out-of-bound
 start planted-order must_be_seen order commands 'possible circular locking dependency' kmemleak=off
 start planted-sleep must_be_seen sleep commands 'BUG: sleeping function called' kmemleak=off
 finish_all
+# varies ROW RUN EXPRESSION: the sum of the numbers that sed finds in what a run has said.
+varies() {
+	scripts/evidence.py varies "$1" "$(sed -nE "$3" "$jobs/$2.log" | awk '{ sum += $1 } END { print sum + 0 }')"
+}
+varies "failing points of commands and of loading, in the kernel" failures \
+	's/.*: ([0-9]+) points failed in turn.*/\1/p'
+varies "power cuts of the machine" power-cuts 's/^([0-9]+) cuts in .*/\1/p'
+varies "calls guided by the kernel's coverage" fuzz 's/.* - ([0-9]+) calls, .*/\1/p'
 echo "$passed $failed" >build/results/kernel-debug
 echo "== kernel-arm64-debug: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -11,8 +11,11 @@
  * Context of all functions: may sleep (media are slow), no spinlock held. They
  * take no lock: callers that share a block serialise among themselves.
  *
- * Results are the 32-bit codes of mac_mng/mac_status.h. Codes of the platform's
- * flash, EEPROM and environment services come through unchanged.
+ * Results are the 32-bit codes of mac_mng/mac_status.h, and codes of the platform's
+ * services for writes that they refuse: unchanged from flash and EEPROM; from the
+ * environment that of setting a variable OR that of saving it, which may be a number
+ * that is neither. A read that a service refuses is a copy that cannot be used; its
+ * code is in the log only.
  */
 #ifndef MAC_MNG_MAC_MNG_H
 #define MAC_MNG_MAC_MNG_H

@@ -36,14 +36,14 @@ static inline int compat_mtd_erase(struct mtd_info *mtd, u32 start, u32 len)
  * nvmem_device_put() drops. Before, the look-up kept another one for ever, the put
  * dropped one that nobody had, and a name that is not there gave NULL. Kernels
  * before 4.7 have no nvmem device for at24 chips at all. All of them have the chip's
- * file in sysfs.
+ * file in sysfs. -EOPNOTSUPP says that no name is found, as kernels without nvmem do.
  */
 static inline struct nvmem_device *compat_nvmem_get(struct device *device, const char *name)
 {
 #if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 5, 0)
 	return nvmem_device_get(device, name);
 #else
-	return ERR_PTR(-ENOENT);
+	return ERR_PTR(-EOPNOTSUPP);
 #endif
 }
 

@@ -272,6 +272,8 @@ TEST_F(MacCfg, OldToNew_TextsAreFormats_ThatReadNoForeignArgument) {
         {"%5u|", "    0|"},
         {"%lx%hhX%zu", "000"},
         {"%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d", "0000000000000"},
+        {"eth%s0", "eth(null)0"},
+        {"eth%c0", "eth"},
         {"%", nullptr},
         {"%n", nullptr},
         {"%f", nullptr},

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // macctl board: what it finds in board files, and the picture that it draws.
+#include <fstream>
+
 #include "tests/support/macctl_fixture.h"
 #include "tools/macctl/board_compile.h"
 #include "tools/macctl/layout.h"
@@ -167,6 +169,59 @@ TEST_F(MacctlBoard, Compiled_AndBack_IsTheSameBoard) {
                   ::macctl::read_layout(host::BoardFile::read(entry.path())).pools.size());
     }
     EXPECT_EQ(::macctl::decompile_board({'n', 'o'}), "");
+}
+
+// /sys/bus of a system with the chip 0-0050, which has the nvmem device 0-00500 in its
+// folder; a file of 0 bytes is what kernels show that do not say its size.
+class LiveChips : public ::testing::Test {
+protected:
+    LiveChips() {
+        for (const char* const made : {"bus/nvmem/devices", "bus/i2c/devices", "chip/0-00500"}) {
+            std::filesystem::create_directories(folder.path(made));
+        }
+        std::filesystem::create_symlink("../../../chip", folder.path("bus/i2c/devices/0-0050"));
+        folder.write("chip/eeprom", std::string(256, 'e'));
+    }
+    void show_nvmem(const std::string& content) const {
+        std::filesystem::create_symlink("../../../chip/0-00500",
+                                        folder.path("bus/nvmem/devices/0-00500"));
+        folder.write("chip/0-00500/nvmem", content);
+    }
+    // What the file that stands for the chip holds; what it is called when it is not there.
+    std::string content(const std::string& name) const {
+        const std::string file = ::macctl::chip_file(name, folder.path("bus"));
+        std::ifstream stream(file);
+        return stream ? std::string(std::istreambuf_iterator<char>(stream), {}) : file;
+    }
+    test::Folder folder;
+};
+
+TEST_F(LiveChips, NvmemFile_IsTakenUnderEitherName) {
+    show_nvmem(std::string(256, 'n'));
+    EXPECT_EQ(content("0-0050"), std::string(256, 'n'));
+    EXPECT_EQ(content("0-00500"), std::string(256, 'n'));
+}
+
+TEST_F(LiveChips, NvmemFileWithoutASize_ItsChipsOwnFileIsTaken) {
+    show_nvmem("");
+    EXPECT_EQ(content("0-0050"), std::string(256, 'e'));
+    EXPECT_EQ(content("0-00500"), std::string(256, 'e'));
+}
+
+TEST_F(LiveChips, NoNvmemDevice_TheChipsOwnFileIsTaken) {
+    EXPECT_EQ(content("0-0050"), std::string(256, 'e'));
+}
+
+TEST_F(LiveChips, NoSuchChip_IsAFileThatIsNotThere) {
+    show_nvmem(std::string(256, 'n'));
+    EXPECT_EQ(content("0-0051"), "/dev/mac_mng-absent/0-0051");
+    EXPECT_EQ(content(""), "/dev/mac_mng-absent/");
+    EXPECT_EQ(content("0-00500x"), "/dev/mac_mng-absent/0-00500x");
+}
+
+TEST_F(LiveChips, Path_IsTakenAsItIs) {
+    EXPECT_EQ(content("/no/such/file"), "/no/such/file");
+    EXPECT_EQ(content(folder.path("chip/eeprom").string()), std::string(256, 'e'));
 }
 
 TEST_F(MacctlBoard, Init_MakesWhatIsMissing) {

@@ -180,6 +180,7 @@ protected:
 
     u32 started_ = 1;
     long clean_left_ = 0;
+    unsigned failing_calls_ = 0;
     Images programmed_;
 };
 
@@ -367,6 +368,7 @@ std::string NthFailure::fail_each_use(const Operation& operation, const NamedCal
             first = nth;
         }
         if (!outcome.hit) return table;
+        ++failing_calls_;
         last = outcome.text;
         const std::string where = fmt::format("{}: {} {}", operation.name, call.name, nth);
         if (operation.loaded) {
@@ -393,6 +395,12 @@ TEST_F(NthFailure, EveryCall_OfEveryOperation) {
     std::stringstream kept;
     kept << std::ifstream(path).rdbuf();
     EXPECT_EQ(table, kept.str());
+    const std::string number =
+        fmt::format(MAC_SOURCE_DIR
+                    "/scripts/evidence.py same 'failing platform calls in user space, each at "
+                    "its n-th use' {}",
+                    failing_calls_);
+    EXPECT_EQ(std::system(number.c_str()), 0) << number;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -22,7 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kBoardParameter[] = "/sys/module/mac_platform/parameters/board";
-constexpr char kNvmemDevices[] = "/sys/bus/nvmem/devices";
 constexpr char kFirmware[] = "/lib/firmware/";
 // What cannot be opened, so that reading the medium fails and says so.
 constexpr char kAbsent[] = "/dev/mac_mng-absent/";
@@ -62,23 +62,24 @@ std::string mtd_device(const std::string& partition) {
     return kAbsent + partition;
 }
 
-// The file of a chip: its nvmem device, with or without the number that the kernel
-// appended, or the file in its own folder.
-std::string chip_file(const std::string& name) {
-    if (!name.empty() && name[0] == '/') return name;
-    // As the kernel's service looks: the exact name first.
-    const fs::path exact = fs::path(kNvmemDevices) / name / "nvmem";
-    if (!name.empty() && fs::exists(exact)) return exact.string();
+bool has_bytes(const fs::path& file) {
     std::error_code ignored;
-    for (const auto& entry : fs::directory_iterator(kNvmemDevices, ignored)) {
+    return fs::is_regular_file(file, ignored) && fs::file_size(file, ignored) != 0;
+}
+
+// The folder of a chip's nvmem device, as the kernel's service looks for it: the exact
+// name first, then with the number that the kernel appended. Empty where there is none.
+fs::path nvmem_device(const std::string& name, const fs::path& devices) {
+    std::error_code ignored;
+    if (fs::exists(devices / name, ignored)) return devices / name;
+    for (const auto& entry : fs::directory_iterator(devices, ignored)) {
         const std::string found = entry.path().filename().string();
         const bool numbered =
             found.rfind(name, 0) == 0 &&
             found.find_first_not_of("0123456789", name.size()) == std::string::npos;
-        if (!name.empty() && numbered) return (entry.path() / "nvmem").string();
+        if (numbered) return entry.path();
     }
-    const std::string own = "/sys/bus/i2c/devices/" + name + "/eeprom";
-    return fs::exists(own) ? own : kAbsent + name;
+    return {};
 }
 
 void set_image(pugi::xml_node medium, const std::string& image) {
@@ -96,6 +97,22 @@ std::vector<u8> read_blob(const fs::path& path) {
 }
 
 }  // namespace
+
+std::string chip_file(const std::string& name, const fs::path& buses) {
+    if (name.empty()) return kAbsent;
+    if (name[0] == '/') return name;
+    std::vector<fs::path> files = {buses / "i2c/devices" / name / "eeprom"};
+    const fs::path device = nvmem_device(name, buses / "nvmem/devices");
+    if (!device.empty()) {
+        // Linux 4.7 to 5.9 gives the nvmem file no size; the chip's own, in the folder that
+        // the device is in, has one everywhere.
+        std::error_code ignored;
+        const fs::path chip = fs::canonical(device, ignored).parent_path();
+        files.insert(files.begin(), {device / "nvmem", chip / "eeprom"});
+    }
+    const auto found = std::find_if(files.begin(), files.end(), has_bytes);
+    return found == files.end() ? kAbsent + name : found->string();
+}
 
 std::string decompile_board(const std::vector<u8>& blob) {
     board_tree tree{};

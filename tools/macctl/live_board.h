@@ -11,6 +11,10 @@ namespace macctl {
 // A compiled board as XML; empty when it is none.
 std::string decompile_board(const std::vector<u8>& blob);
 
+// The file of the chip that a board names in its nvmem attribute, to be read in whole; one
+// that cannot be opened when there is none.
+std::string chip_file(const std::string& name, const std::filesystem::path& buses = "/sys/bus");
+
 // Throws TargetError when the compiled board cannot be read.
 host::BoardFile live_board();
 

@@ -6,6 +6,7 @@
 #include <linux/mutex.h>
 #include <linux/nvmem-consumer.h>
 #include <linux/slab.h>
+#include <linux/workqueue.h>
 
 #include "platform/eeprom.h"
 #include "platform/linux/compat.h"
@@ -24,7 +25,7 @@ void eeprom_start(void)
 	guard_start("eeprom", &eeprom_guard);
 }
 
-/* One of the two is set. */
+/* The file where there is no nvmem device. */
 struct chip {
 	struct nvmem_device *nvmem;
 	struct file *file;
@@ -40,6 +41,8 @@ static struct nvmem_device *find_nvmem(const char *name)
 	char numbered[40];
 	int id;
 
+	if (nvmem == ERR_PTR(-EOPNOTSUPP))
+		return NULL; /* no name is found */
 	for (id = 0; IS_ERR(nvmem) && id < NUMBERS_MAX; id++) {
 		scnprintf(numbered, sizeof(numbered), "%s%d", name, id);
 		nvmem = compat_nvmem_get(services_device(), numbered);
@@ -47,21 +50,58 @@ static struct nvmem_device *find_nvmem(const char *name)
 	return IS_ERR(nvmem) ? NULL : nvmem;
 }
 
-/* @name is a path, or an I2C device whose file has a known one. */
-static struct file *find_file(const char *name)
-{
+struct file_request {
+	struct work_struct work;
+	const char *path;
+	int access;
 	struct file *file;
+};
+
+/* Opening waits for nobody, whatever kind of file the path leads to. */
+static void open_file(struct work_struct *work)
+{
+	struct file_request *request = container_of(work, struct file_request, work);
+
+	request->file = filp_open(request->path, request->access | O_NONBLOCK, 0);
+}
+
+/*
+ * On a kernel thread, with its credentials and root directory: whoever may use the
+ * control device, or calls from another module, need not be allowed to open the chip's
+ * file, nor see it from the root directory that it has.
+ */
+static struct file *open_as_kernel(const char *path, int access)
+{
+	struct file_request request = { .path = path, .access = access };
+
+	INIT_WORK_ONSTACK(&request.work, open_file);
+	queue_work(system_unbound_wq, &request.work);
+	flush_work(&request.work);
+	destroy_work_on_stack(&request.work);
+	return request.file;
+}
+
+/* @name is a path, or an I2C device whose file has a known one. */
+static struct file *find_file(const char *name, int access)
+{
 	char path[96];
 
 	if (name[0] != '/') {
 		scnprintf(path, sizeof(path), SYSFS_CHIP, name);
 		name = path;
 	}
-	file = filp_open(name, O_RDWR, 0);
-	return IS_ERR(file) ? NULL : file;
+	return open_as_kernel(name, access);
 }
 
-static u32 open_chip(struct chip *chip, u32 number, u32 offset, u32 len)
+/* A chip that is there and may not be written has failed, as it does over nvmem. */
+static u32 open_failure(long error)
+{
+	return error == -EACCES || error == -EPERM || error == -EROFS ? SERVICE_IO_ERROR :
+									 SERVICE_NO_CHIP;
+}
+
+/* @access is O_RDONLY or O_RDWR. */
+static u32 open_chip(struct chip *chip, u32 number, u32 offset, u32 len, int access)
 {
 	const struct medium *medium = find_medium(MEDIUM_EEPROM, number);
 
@@ -69,11 +109,11 @@ static u32 open_chip(struct chip *chip, u32 number, u32 offset, u32 len)
 		return SERVICE_NO_CHIP;
 	if ((u64)offset + len > medium->size)
 		return SERVICE_OUT_OF_RANGE;
-	chip->file = NULL;
 	chip->nvmem = medium->name[0] == '/' ? NULL : find_nvmem(medium->name);
-	if (!chip->nvmem)
-		chip->file = find_file(medium->name);
-	return chip->nvmem || chip->file ? SERVICE_OK : SERVICE_NO_CHIP;
+	if (chip->nvmem)
+		return SERVICE_OK;
+	chip->file = find_file(medium->name, access);
+	return IS_ERR(chip->file) ? open_failure(PTR_ERR(chip->file)) : SERVICE_OK;
 }
 
 static void close_chip(struct chip *chip)
@@ -134,7 +174,7 @@ u32 drv_eeprom_read_data(u32 inst, u32 number, u32 offset, u8 *buf, u32 len)
 
 	if (!buf)
 		return SERVICE_NULL_ARGUMENT;
-	result = open_chip(&chip, number, offset, len);
+	result = open_chip(&chip, number, offset, len, O_RDONLY);
 	if (result)
 		return result;
 	mutex_lock(&eeprom_mutex);
@@ -169,7 +209,7 @@ u32 drv_eeprom_write_data(u32 inst, u32 number, u32 offset, const u8 *buf, u32 l
 
 	if (!buf)
 		return SERVICE_NULL_ARGUMENT;
-	result = open_chip(&chip, number, offset, len);
+	result = open_chip(&chip, number, offset, len, O_RDWR);
 	if (result)
 		return result;
 	stored = kmalloc(len + 1, GFP_KERNEL);

@@ -81,6 +81,16 @@ static void with_address(const struct work *work, unsigned int round)
 	command_must(work, &record);
 }
 
+/* On the instance whose copies are on a chip by its file. */
+static void by_file(const struct work *work, unsigned int round)
+{
+	struct mac_ioctl_address record = address(0, 4, "\x02\0\0\0\0\0");
+
+	record.inst = 3;
+	record.addr[5] = round;
+	command_must(work, &record);
+}
+
 static void with_count(const struct work *work, unsigned int round)
 {
 	struct mac_ioctl_count record = { DEFAULT, 1 + round % COUNT, work->type_or_length };
@@ -156,6 +166,21 @@ static void measure(const struct work *work)
 	printf("bench %s: %llu\n", work->name, fewest / work->calls);
 }
 
+/* That instance is there for this only. */
+static void measure_by_file(void)
+{
+	static const struct work get = { "get address, eeprom by file", 100, by_file,
+					 MAC_IOCTL_GET_ADDR, 0 };
+	struct mac_ioctl_instance instance = { 3 };
+	struct mac_ioctl_address record = address(0, 4, "\x02\0\0\0\0\1");
+
+	record.inst = 3;
+	expect(device, "mount", MAC_IOCTL_INIT, &instance, 0);
+	expect(device, "write its block", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	measure(&get);
+	expect(device, "unmount", MAC_IOCTL_DEINIT, &instance, 0);
+}
+
 /* Loading and unloading wait for others, which is not this process's time. */
 static void measure_loading(void)
 {
@@ -205,6 +230,7 @@ void bench(void)
 	write_blocks();
 	for (i = 0; i < sizeof(works) / sizeof(works[0]); i++)
 		measure(&works[i]);
+	measure_by_file();
 	close(device);
 	ok(unload("mac_mng") == 0, "unload the module");
 	measure_loading();

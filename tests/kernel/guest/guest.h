@@ -72,6 +72,11 @@ void stuck_bit(void);
 void boot_tools(void);
 void attributes(void);
 
+/* --- eeprom_file.c --- */
+
+/* A chip that the board names by the path of its file. */
+void eeprom_by_file(void);
+
 /* --- lifecycle.c --- */
 
 void load_and_unload(void);

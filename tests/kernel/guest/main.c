@@ -91,6 +91,7 @@ static void everything(void)
 	failing_media();
 	attributes();
 	boot_tools();
+	eeprom_by_file();
 	eight_processes();
 	load_and_unload();
 	failing_loads();
