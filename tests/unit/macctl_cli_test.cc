@@ -161,8 +161,9 @@ TEST_F(MacctlCli, WrongWords_AreNamedWithASuggestion) {
     EXPECT_EQ(complaint(tool("stauts")),
               "macctl: there is no command \"stauts\"; did you mean \"status\"?");
     EXPECT_EQ(complaint(tool("frobnicate")), "macctl: there is no command \"frobnicate\"");
-    EXPECT_EQ(complaint(tool("get adr")),
-              "macctl: \"get\" has no \"adr\", only addr, num, block, list; did you mean \"addr\"?");
+    EXPECT_EQ(
+        complaint(tool("get adr")),
+        "macctl: \"get\" has no \"adr\", only addr, num, block, list; did you mean \"addr\"?");
     EXPECT_EQ(complaint(tool("show nosuch")),
               "macctl: \"show\" has no \"nosuch\", only cfg, types");
     EXPECT_EQ(complaint(tool("help set blok")),
@@ -287,6 +288,48 @@ TEST_F(MacctlCli, Quiet_LeavesOutLogLinesAndWhatWasDone) {
     must("-q mount -i 3", "");
     EXPECT_NE(macctl("get addr -t 9").err.find("warning: mac inst"), std::string::npos);
     EXPECT_EQ(macctl("-q get addr -t 9").err.rfind("macctl: get addr", 0), 0u);
+}
+
+TEST_F(MacctlCli, Status_ColumnsAndHeader_AreChosen) {
+    must("status -t 0 -i 0xffffffff --no-header -o type,Base,COUNT", "0  00:11:22:33:44:00  16\n");
+    must("status -t 0 -i 0xffffffff -o main,spare", "MAIN  SPARE\ngood  good\n");
+    const Outcome wrong = macctl("status -o base,nosuch");
+    EXPECT_EQ(wrong.status, 1);
+    EXPECT_EQ(
+        wrong.err,
+        "macctl: there is no column \"nosuch\", only INSTANCE, TYPE, BASE, LAST, COUNT, DRIVER, "
+        "MAIN, SPARE\n");
+}
+
+TEST_F(MacctlCli, JsonLine_IsTheSameInOneLine) {
+    const Outcome line = macctl("-J get num -t 0");
+    EXPECT_EQ(line.out, R"({"schema":2,"command":"get num","exit":0,"result":{"count":16}})"
+                        "\n");
+    const Outcome error = macctl("--json-line get");
+    EXPECT_EQ(std::count(error.out.begin(), error.out.end(), '\n'), 1) << error.out;
+}
+
+TEST_F(MacctlCli, EmptyNames_AreNotTakenForNone) {
+    const Outcome outcome = tool("-b '' get addr -t 0");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err,
+              "macctl: --board: the name is empty\nRun with --help for more information.\n");
+}
+
+TEST_F(MacctlCli, NumbersThatAreNone_AreToldWithTheirRange) {
+    EXPECT_EQ(complaint(tool("set block -t 0 02:00:00:00:00:01 1.5")),
+              "macctl: count: \"1.5\" is no number from 0 to 65534");
+    EXPECT_EQ(complaint(tool("get addr -t many")),
+              "macctl: -t,--type: \"many\" is no number from 0 to 0xffffffff");
+}
+
+TEST_F(MacctlCli, ADeviceThatIsNotOurs_IsNamedByEveryCommand) {
+    const Outcome outcome = tool("-d /dev/null status");
+    EXPECT_EQ(outcome.status, 9);
+    EXPECT_EQ(
+        outcome.err.rfind("macctl: /dev/null is not the control device of mac_mng, which is ", 0),
+        0u)
+        << outcome.err;
 }
 
 TEST_F(MacctlCli, Color_AlwaysAndNever) {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "mac_mng/mac_ioctl.h"
 #include "platform/host/board_error.h"
 #include "platform/host/board_file.h"
 #include "tools/macctl/completion.h"
@@ -21,13 +22,15 @@ namespace {
 
 constexpr char kVersion[] = "macctl 1.0";
 
-u32 parse_number(const std::string& option, const std::string& text) {
+// A count above what a block may have is a number all the same: the command refuses it.
+u32 parse_number(const OptionRow& row, const std::string& text) {
     const std::optional<u32> value = host::parse_u32(text.c_str());
-    if (!value) {
-        throw CLI::ValidationError(option,
-                                   fmt::format("\"{}\" is no number from 0 to 0xffffffff", text));
-    }
-    return *value;
+    if (value) return *value;
+    const auto* const member = std::get_if<std::optional<u32> Options::*>(&row.setting);
+    const bool is_count = member != nullptr && *member == &Options::num;
+    throw CLI::ValidationError(
+        row.names, fmt::format("\"{}\" is no number from 0 to {}", text,
+                               is_count ? std::to_string(MAC_IOCTL_LIST_MAX) : "0xffffffff"));
 }
 
 // Tells the parser of one option, by the kind of what it sets.
@@ -41,7 +44,15 @@ struct AddOption {
     }
     CLI::Option* operator()(std::string Options::*member) const {
         CLI::Option* const option = app->add_option(row.names, options->*member, row.what);
-        if (row.choices.empty()) return option;
+        if (row.choices.empty()) {
+            // An empty name would count as none at all.
+            return option->each([](const std::string& text) {
+                if (text.empty()) {
+                    throw CLI::ValidationError("the name is empty",
+                                               CLI::ExitCodes::ValidationError);
+                }
+            });
+        }
         return option->check(
             CLI::IsMember(std::vector<std::string>(row.choices.begin(), row.choices.end())));
     }
@@ -58,8 +69,8 @@ struct AddOption {
     }
     template <typename Number>
     CLI::Option* operator()(Number Options::*member) const {
-        return parsed([option = options, names = row.names, member](const std::string& text) {
-            option->*member = parse_number(names, text);
+        return parsed([option = options, &the_row = row, member](const std::string& text) {
+            option->*member = parse_number(the_row, text);
         });
     }
 
@@ -139,53 +150,68 @@ private:
     CLI::App app_{"macctl: blocks of MAC addresses, on a board file or on a device", "macctl"};
 };
 
-// Before the command line has been understood: whether errors are to be JSON.
-bool wants_json(const std::vector<std::string>& words) {
-    return std::any_of(words.begin(), words.end(),
-                       [](const auto& word) { return word == "--json" || word == "-j"; });
+enum class Form { kText, kJson, kJsonLine };
+
+// Before the command line has been understood: the form of errors.
+Form wanted_form(const std::vector<std::string>& words) {
+    Form form = Form::kText;
+    for (const std::string& word : words) {
+        if (word == "--json-line" || word == "-J") form = Form::kJsonLine;
+        if ((word == "--json" || word == "-j") && form == Form::kText) form = Form::kJson;
+    }
+    return form;
 }
 
-int print_error(bool json, const std::string& path, const std::string& text, int exit,
+Form form_of(const Options& options) {
+    if (options.json_line) return Form::kJsonLine;
+    return options.json ? Form::kJson : Form::kText;
+}
+
+void print_answer(Form form, const Value& value) {
+    fmt::print("{}\n", form == Form::kJsonLine ? json_line(value) : json_pages(value));
+}
+
+int print_error(Form form, const std::string& path, const std::string& text, int exit,
                 std::optional<u32> status = std::nullopt) {
     fmt::print(stderr, "macctl: {}\n", text);
-    if (!json) return exit;
+    if (form == Form::kText) return exit;
     Value error = {{"message", text}};
     error["status"] = status ? Value(fmt::format("0x{:08x}", *status)) : Value();
     error["name"] = status ? Value(status_name(*status)) : Value();
-    fmt::print("{}\n", json_pages(answer(path, exit, "error", std::move(error))));
+    print_answer(form, answer(path, exit, "error", std::move(error)));
     return exit;
 }
 
-int print_usage_error(bool json, const std::string& path, const std::string& text) {
-    return print_error(json, path, text + "\nRun with --help for more information.", kExitUsage);
+int print_usage_error(Form form, const std::string& path, const std::string& text) {
+    return print_error(form, path, text + "\nRun with --help for more information.", kExitUsage);
 }
 
-int print_result(bool json, const std::string& path, const Result& result) {
-    if (!json) {
+int print_result(Form form, const std::string& path, const Result& result) {
+    if (form == Form::kText) {
         fmt::print("{}", result.text);
     } else if (!result.data.is_null()) {
-        fmt::print("{}\n", json_pages(answer(path, result.exit, "result", result.data)));
+        print_answer(form, answer(path, result.exit, "result", result.data));
     }
     return result.exit;
 }
 
 int run_command(const Options& options, const CommandRow& row) {
+    const Form form = form_of(options);
     try {
         Context context(options);
         Result result = row.run(context);
         if (options.quiet && result.acknowledges) result.text.clear();
-        return print_result(options.json, row.path, result);
+        return print_result(form, row.path, result);
     } catch (const Failure& failure) {
-        return print_error(options.json, row.path, failure.what(), failure.exit(),
-                           failure.status());
+        return print_error(form, row.path, failure.what(), failure.exit(), failure.status());
     } catch (const StartUpError& error) {
-        return print_error(options.json, row.path, error.what(), kExitRefused);
+        return print_error(form, row.path, error.what(), kExitRefused);
     } catch (const TargetError& error) {
-        return print_error(options.json, row.path, error.what(), kExitUnusable);
+        return print_error(form, row.path, error.what(), kExitUnusable);
     } catch (const host::BoardError& error) {
-        return print_error(options.json, row.path, error.what(), kExitUnusable);
+        return print_error(form, row.path, error.what(), kExitUnusable);
     } catch (const std::exception& error) {
-        return print_error(options.json, row.path, error.what(), kExitFile);
+        return print_error(form, row.path, error.what(), kExitFile);
     }
 }
 
@@ -207,7 +233,7 @@ std::string missing_word(const CommandRow* row) {
     return fmt::format("{} wants a word: {}", place_of(row), names_below(row));
 }
 
-int parse_and_run(bool json, Resolved resolved) {
+int parse_and_run(Form form, Resolved resolved) {
     const CommandRow* const row = resolved.row;
     const std::string path = path_of(row);
     Options options;
@@ -219,15 +245,15 @@ int parse_and_run(bool json, Resolved resolved) {
         fmt::print("{}", help_of(row));
         return kExitDone;
     } catch (const CLI::CallForVersion& version) {
-        if (!json) return parser.app().exit(version);
-        return print_result(true, "", {"", {{"version", kVersion}}});
+        if (form == Form::kText) return parser.app().exit(version);
+        return print_result(form, "", {"", {{"version", kVersion}}});
     } catch (const CLI::ParseError& error) {
-        if (row == nullptr && !json) {
+        if (row == nullptr && form == Form::kText) {
             fmt::print(stderr, "{}", help_of(row));
             return kExitUsage;
         }
         const bool word_missing = row == nullptr || is_object(*row);
-        return print_usage_error(json, path, word_missing ? missing_word(row) : error.what());
+        return print_usage_error(form, path, word_missing ? missing_word(row) : error.what());
     }
     choose_colours(options.colour);
     if (row->run != nullptr) return run_command(options, *row);
@@ -244,11 +270,11 @@ int run_command_line(int argc, char** argv) {
         fmt::print("{}", completion.text);
         return static_cast<int>(completion.offer);
     }
-    const bool json = wants_json(given);
+    const Form form = wanted_form(given);
     try {
-        return parse_and_run(json, resolve(given));
+        return parse_and_run(form, resolve(given));
     } catch (const UsageError& error) {
-        return print_usage_error(json, "", error.what());
+        return print_usage_error(form, "", error.what());
     }
 }
 

@@ -66,6 +66,8 @@ struct Options {
     std::string board;
     std::string device;
     bool json = false;
+    bool json_line = false;
+    bool no_header = false;
     bool verbose = false;
     bool yes = false;
     bool dry_run = false;
@@ -82,6 +84,7 @@ struct Options {
     std::string format;      // of a list or a record
     std::string crc16;       // CRC-16 variant
     std::string interfaces;  // names for .link files
+    std::string columns;     // of a table
     std::string colour;      // "auto", "always", "never"
     std::string directory;   // where files go
     std::string svg;

@@ -19,6 +19,7 @@ constexpr OptionRow kGlobal[] = {
     {"-i,--instance", "NUMBER",
      "instance id (default 0xffffffff; status, check, repair and export: all)", &Options::inst},
     {"-j,--json", nullptr, "results and errors as JSON", &Options::json},
+    {"-J,--json-line", nullptr, "the same in one line", &Options::json_line},
     {"-v,--verbose", nullptr, "print every log line of the module", &Options::verbose},
     {"-q,--quiet", nullptr, "print no log line of the module, and no result that is no data",
      &Options::quiet},
@@ -59,6 +60,11 @@ constexpr OptionRow kRecordFormatRow = {
     &Options::format, false,  kRecordFormats};
 
 constexpr OptionRow kAnyType[] = {kTypeRow};
+constexpr OptionRow kStatus[] = {
+    kTypeRow,
+    {"--no-header", nullptr, "without the line that names the columns", &Options::no_header},
+    {"-o,--columns", "NAMES", "these columns, joined by ',', in this order", &Options::columns},
+};
 constexpr OptionRow kOneType[] = {required(kTypeRow)};
 constexpr OptionRow kList[] = {
     required(kTypeRow),
@@ -129,7 +135,7 @@ constexpr OptionRow kHelp[] = {
 
 constexpr CommandRow kCommands[] = {
     {"status", "all blocks in a table; nothing is written", "macctl -b board.xml status", status,
-     kAnyType},
+     kStatus},
     {"get", "read a block", "macctl -b board.xml get addr -t 0", nullptr},
     {"get addr", "base address of a block", "macctl -b board.xml get addr -t 0", get_addr,
      kOneType},

@@ -2,6 +2,8 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,6 +18,7 @@ namespace macctl {
 namespace {
 
 constexpr char kRing[] = "/sys/kernel/debug/mac_platform/mac_mng";
+constexpr char kDeviceNumber[] = "/sys/class/misc/mac_mng/dev";
 constexpr char kAttributes[] = "/sys/devices/mac_platform/mac_mng/";
 
 std::string open_failure(int error) {
@@ -46,6 +49,19 @@ public:
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
 
+    // For what never asks the device itself. Throws TargetError.
+    void must_be_ours() const {
+        struct stat status {};
+        std::string ours;
+        std::getline(std::ifstream(kDeviceNumber), ours);
+        if (fstat(descriptor_, &status) == 0 && S_ISCHR(status.st_mode) &&
+            ours == fmt::format("{}:{}", major(status.st_rdev), minor(status.st_rdev))) {
+            return;
+        }
+        throw TargetError(fmt::format("{} is not the control device of mac_mng, which is {}", path_,
+                                      ours.empty() ? "not loaded" : ours));
+    }
+
     u32 command(u32 number, void* record) const {
         int result = 0;
         do {
@@ -72,9 +88,8 @@ LogEntry parse_line(const std::string& line) {
 class DeviceTarget : public Target {
 public:
     explicit DeviceTarget(std::shared_ptr<const Device> device)
-        : client_([device = std::move(device)](u32 number, void* record) {
-              return device->command(number, record);
-          }) {}
+        : device_(device),
+          client_([device](u32 number, void* record) { return device->command(number, record); }) {}
 
     const Client& client() override { return client_; }
 
@@ -106,6 +121,7 @@ public:
     host::BoardFile board_file() override { return live_board(); }
 
     std::vector<PoolReport> inspect(const PoolFilter& filter) override {
+        device_->must_be_ours();
         const auto board = host::Board::open(live_board(), host::Access::kReadOnly);
         std::vector<PoolReport> reports = macctl::inspect(board.get(), filter);
         // A record may be on its way to the medium: what looks bad is looked at again.
@@ -116,6 +132,7 @@ public:
     }
 
 private:
+    std::shared_ptr<const Device> device_;
     Client client_;
 };
 

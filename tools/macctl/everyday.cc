@@ -77,6 +77,15 @@ Value listing_entries(const std::string& text) {
     return entries;
 }
 
+void choose_columns(const std::string& names, Table* table) {
+    for (const std::string& name : split(names)) {
+        if (!table->choose(name)) {
+            throw Failure(kExitUsage, fmt::format("there is no column \"{}\", only {}", name,
+                                                  fmt::join(table->head(), ", ")));
+        }
+    }
+}
+
 Result listing(Context& context, const char* what, u32 status, const std::string& text) {
     must(context, what, status);
     Result result;
@@ -143,7 +152,9 @@ void follow(Context& context) {
     while (stopped == 0) {
         const std::vector<LogEntry> now = context.target().log();
         for (size_t i = already_seen(seen, now); i < now.size(); ++i) {
-            fmt::print("{}", context.options.json ? json_answer_line(now[i]) : line_text(now[i]));
+            fmt::print("{}", context.options.json || context.options.json_line
+                                 ? json_answer_line(now[i])
+                                 : line_text(now[i]));
         }
         std::fflush(stdout);
         seen = now;
@@ -157,6 +168,7 @@ Result status(Context& context) {
     Result result;
     result.data["blocks"] = Value::array();
     Table table({"INSTANCE", "TYPE", "BASE", "LAST", "COUNT", "DRIVER", "MAIN", "SPARE"});
+    if (!context.options.columns.empty()) choose_columns(context.options.columns, &table);
     for (const PoolReport& pool : context.target().inspect(context.options.filter())) {
         Value row = pool_status(pool);
         std::vector<std::string> cells = {text_or_dash(row["instance"]), std::to_string(pool.type),
@@ -170,7 +182,7 @@ Result status(Context& context) {
         }
         table.add(std::move(cells), std::move(colours));
     }
-    result.text = table.text();
+    result.text = table.text(!context.options.no_header);
     return result;
 }
 

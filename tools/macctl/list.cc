@@ -17,14 +17,6 @@ namespace {
 
 using Addresses = std::vector<MacAddress>;
 
-std::vector<std::string> split(const std::string& names) {
-    std::vector<std::string> result;
-    std::istringstream stream(names);
-    for (std::string name; std::getline(stream, name, ',');) result.push_back(name);
-    if (names.ends_with(',')) result.emplace_back();
-    return result;
-}
-
 // The longest name that the kernel gives an interface.
 constexpr size_t kInterfaceNameMax = 15;
 
@@ -40,7 +32,7 @@ bool is_interface_name(const std::string& name) {
 
 std::vector<std::string> interface_names(const Context& context, size_t addresses) {
     std::vector<std::string> names = split(context.options.interfaces);
-    if (names.empty()) {
+    if (context.options.interfaces.empty()) {
         throw Failure(kExitUsage,
                       "--format link wants the interfaces' names: --interfaces lan0,lan1,...");
     }
@@ -108,12 +100,12 @@ Addresses read_addresses(Context& context) {
     const u32 status = client.get_list(pool, num, &addresses);
     u32 there = 0;
     if (status == MAC_FAULT && client.get_num(pool, &there) == MAC_OK && num > there) {
-        throw Failure(kExitRefused,
-                      fmt::format("{}, {}: {} (0x{:08x}): the block has {} addresses, and {} were asked "
-                                  "for",
-                                  what, instance_name(pool.inst), status_name(status), status,
-                                  there, num),
-                      status);
+        throw Failure(
+            kExitRefused,
+            fmt::format("{}, {}: {} (0x{:08x}): the block has {} addresses, and {} were asked "
+                        "for",
+                        what, instance_name(pool.inst), status_name(status), status, there, num),
+            status);
     }
     must(context, what, status);
     return addresses;

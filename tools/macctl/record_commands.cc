@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fstream>
 
+#include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_status.h"
 #include "tools/macctl/board_compile.h"
 #include "tools/macctl/collision.h"
@@ -222,8 +223,9 @@ Result record_encode(Context& context) {
     if (!options.num) throw Failure(kExitUsage, "--count is required");
     const Format& format = *find_format(options.format);
     const CrcChoice choice(variant_of(context));
-    if (*options.num > 65534) {
-        throw Failure(kExitRefused, fmt::format("count {} is above 65534", *options.num));
+    if (*options.num > MAC_IOCTL_LIST_MAX) {
+        throw Failure(kExitRefused,
+                      fmt::format("count {} is above {}", *options.num, MAC_IOCTL_LIST_MAX));
     }
     u32 status = 0;
     const std::vector<u8> bytes = encode_record(format, options.address, *options.num, &status);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -53,20 +54,36 @@ void Table::add(std::vector<std::string> cells, std::vector<Colour> colours) {
     rows_.push_back({std::move(cells), std::move(colours)});
 }
 
-std::string Table::text() const {
-    std::vector<size_t> widths(rows_[0].cells.size());
-    for (const Row& row : rows_) {
-        for (size_t i = 0; i < row.cells.size(); ++i) {
-            widths[i] = std::max(widths[i], row.cells[i].size());
+bool Table::choose(const std::string& name) {
+    const auto same = [&name](const std::string& head) {
+        return std::equal(head.begin(), head.end(), name.begin(), name.end(), [](char a, char b) {
+            return a == std::toupper(static_cast<unsigned char>(b));
+        });
+    };
+    const auto found = std::find_if(head().begin(), head().end(), same);
+    if (found == head().end()) return false;
+    chosen_.push_back(static_cast<size_t>(found - head().begin()));
+    return true;
+}
+
+std::string Table::text(bool with_head) const {
+    std::vector<size_t> columns = chosen_;
+    for (size_t i = 0; chosen_.empty() && i < head().size(); ++i) columns.push_back(i);
+    std::vector<size_t> widths(head().size());
+    const auto first = rows_.begin() + (with_head ? 0 : 1);
+    for (auto row = first; row != rows_.end(); ++row) {
+        for (size_t i = 0; i < widths.size(); ++i) {
+            widths[i] = std::max(widths[i], row->cells[i].size());
         }
     }
     std::string text;
-    for (const Row& row : rows_) {
-        for (size_t i = 0; i < row.cells.size(); ++i) {
-            const bool last = i + 1 == row.cells.size();
-            const Colour colour = i < row.colours.size() ? row.colours[i] : Colour::kNone;
-            text += coloured(row.cells[i], colour);
-            if (!last) text += std::string(widths[i] - row.cells[i].size() + 2, ' ');
+    for (auto row = first; row != rows_.end(); ++row) {
+        for (size_t k = 0; k < columns.size(); ++k) {
+            const size_t i = columns[k];
+            const Colour colour = i < row->colours.size() ? row->colours[i] : Colour::kNone;
+            text += coloured(row->cells[i], colour);
+            if (k + 1 < columns.size())
+                text += std::string(widths[i] - row->cells[i].size() + 2, ' ');
         }
         text += '\n';
     }

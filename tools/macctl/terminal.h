@@ -23,7 +23,11 @@ class Table {
 public:
     explicit Table(std::vector<std::string> head) { rows_.push_back({std::move(head), {}}); }
     void add(std::vector<std::string> cells, std::vector<Colour> colours);
-    std::string text() const;
+    const std::vector<std::string>& head() const { return rows_[0].cells; }
+    // Shows that column behind those that were chosen before, and no other; false when
+    // there is none of that name, in any case.
+    bool choose(const std::string& name);
+    std::string text(bool with_head = true) const;
 
 private:
     struct Row {
@@ -31,6 +35,7 @@ private:
         std::vector<Colour> colours;
     };
     std::vector<Row> rows_;
+    std::vector<size_t> chosen_;
 };
 
 // Asks on standard error; false unless a person answers yes. `asked` tells whether

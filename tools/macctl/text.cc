@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <sstream>
+
 #include "base/text.h"
 #include "mac_mng/mac_status.h"
 #include "platform/common/service_status.h"
@@ -139,6 +141,14 @@ std::string describe_status(u32 status) {
 
 std::string counted(size_t number, const std::string& noun) {
     return fmt::format("{} {}{}", number, noun, number == 1 ? "" : "s");
+}
+
+std::vector<std::string> split(const std::string& names) {
+    std::vector<std::string> result;
+    std::istringstream stream(names);
+    for (std::string name; std::getline(stream, name, ',');) result.push_back(name);
+    if (names.ends_with(',')) result.emplace_back();
+    return result;
 }
 
 std::string printable_log(const std::string& text) {

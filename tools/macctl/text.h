@@ -6,6 +6,7 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/types.h"
 
@@ -30,6 +31,9 @@ std::string status_name(u32 status);
 
 // "1 block", "2 blocks".
 std::string counted(size_t number, const std::string& noun);
+
+// The parts between commas, empty ones as well.
+std::vector<std::string> split(const std::string& names);
 
 // A log line for a UTF-8 terminal: the two-byte colon becomes its character.
 std::string printable_log(const std::string& text);
