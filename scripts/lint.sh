@@ -4,7 +4,7 @@
 # and the shell scripts, those that macctl makes among them; any finding fails.
 set -eu
 cd "$(dirname "$0")/.."
-python3 scripts/check_includes.py
+python3 scripts/check_includes.py --prove
 cmake -S . -B build/lint -DCMAKE_CXX_COMPILER=clang++ -DMAC_TESTS=OFF >build/lint.log 2>&1 ||
 	{ cat build/lint.log >&2; exit 1; }
 find base config storage core service control platform tools -name '*.cc' -not -path 'platform/linux/*' |
