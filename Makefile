@@ -3,12 +3,15 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help bench bench-check packages-bench scenarios replay soak mutants fuzz test-kernel test-kernels test-kernel-debug packages-kernel packages-kernel-debug modules install demo test freestanding coverage lint build packages-demo packages-test packages-all clean
+.PHONY: help build install demo test test-clang modules test-kernel test-kernels test-kernel-debug fuzz bench bench-check \
+	scenarios replay soak mutants freestanding coverage lint clean packages-demo packages-test packages-clang \
+	packages-kernel packages-kernels packages-kernel-debug packages-bench packages-all
 
 help:
 	@echo "make demo          install what is missing, build, show the main job on the demo board"
-	@echo "make test          install what is missing, build, pass the tests (gcc and clang, sanitizers,"
+	@echo "make test          install what is missing, build, pass the tests (under sanitizers,"
 	@echo "                   and both modules in an arm64 guest)"
+	@echo "make test-clang    the same tests, built by the second compiler"
 	@echo "make build         build macctl: build/release/macctl"
 	@echo "make install       macctl and the public headers, under PREFIX (/usr/local) and DESTDIR"
 	@echo "make modules       the kernel modules, KDIR=... for a kernel tree other than the running one's"
@@ -32,8 +35,12 @@ packages-test:
 	@scripts/install-packages.sh test
 packages-kernel:
 	@scripts/install-packages.sh kernel
+packages-kernels:
+	@scripts/install-packages.sh kernels
 packages-kernel-debug:
 	@scripts/install-packages.sh kernel-debug
+packages-clang:
+	@scripts/install-packages.sh clang
 packages-bench:
 	@scripts/install-packages.sh bench
 packages-all:
@@ -50,12 +57,12 @@ install: build
 demo: build
 	@scripts/demo.sh build/release/macctl
 
-SANITIZED := -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON
-
 test: packages-test
-	@scripts/run-tests.sh gcc-sanitized -DCMAKE_CXX_COMPILER=g++ $(SANITIZED)
-	@scripts/run-tests.sh clang-sanitized -DCMAKE_CXX_COMPILER=clang++ $(SANITIZED)
-	@$(MAKE) --no-print-directory test-kernel
+	@scripts/test.sh
+
+# The unit tests once more with the second compiler.
+test-clang: packages-clang
+	@scripts/run-tests.sh clang-sanitized -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON
 
 # KDIR: a kernel tree or its headers; further variables (ARCH, CROSS_COMPILE) pass through.
 KDIR ?= /lib/modules/$(shell uname -r)/build
@@ -63,26 +70,22 @@ modules:
 	@scripts/build-modules.sh "$(KDIR)" build/modules
 	@echo "built build/modules/mac_mng.ko and build/modules/mac_platform.ko"
 
-# Lanes ARCH:SERIES:MEDIA; see scripts/test-kernel.sh.
+# Lanes ARCH:SERIES:MEDIA[,MEDIA]; see scripts/test-kernel.sh.
 KERNELS ?= arm64:6.1:test
-test-kernel: packages-kernel
-	@scripts/build.sh
-	@status=0; for lane in $(KERNELS); do \
-		scripts/test-kernel.sh $$(echo $$lane | tr : ' ') || status=1; \
-	done; exit $$status
+test-kernel: $(if $(findstring amd64,$(KERNELS)),packages-kernels,packages-kernel)
+	@scripts/test-kernels.sh $(KERNELS)
 
 # The other kernels that Debian has, and the media that a kernel brings itself.
-test-kernels:
-	@$(MAKE) --no-print-directory test-kernel KERNELS="arm64:6.12:test arm64:5.10:test \
-		amd64:6.1:test amd64:6.1:stock amd64:6.12:test amd64:6.12:stock amd64:5.10:test"
+test-kernels: packages-kernels
+	@scripts/test-kernels.sh amd64:6.12:test,stock amd64:6.1:test,stock amd64:5.10:test \
+		arm64:6.12:test arm64:5.10:test
 
 # The kernels are built from source on first use.
 test-kernel-debug: packages-kernel-debug
-	@scripts/build.sh
 	@scripts/test-kernel-debug.sh
 
 # MAC_FUZZ_SECONDS for each target.
-fuzz: packages-test
+fuzz: packages-clang
 	@scripts/fuzz.sh
 
 # Exact counts of instructions against those on record; all of it, and the report.
@@ -113,7 +116,6 @@ coverage: packages-all
 	@scripts/coverage.sh
 
 lint: packages-all
-	@mkdir -p build
 	@scripts/lint.sh
 
 clean:

@@ -12,10 +12,8 @@ use_kernel arm64 plain
 lane=bench-kernel
 build=$PWD/build/bench-kernel
 mkdir -p "$build"
-fetch_all
 kbuild+=("KCFLAGS=-fcallgraph-info=su")
-quietly build_modules
-quietly build_programs
+build_all
 build_initramfs
 qemu+=(-icount "shift=0,sleep=off")
 boot bench 300 loglevel=3 mac_run=bench

@@ -50,14 +50,14 @@ expect_out() { [ "$out" = "$1" ] || fail "expected \"$1\", found \"$out\""; }
 # bytes FILE OFFSET COUNT: the bytes as digits.
 bytes() { od -An -tx1 -v -j "$(($2))" -N "$3" "$1" | tr -d ' \n'; }
 show_bytes() {
-	printf '     %-14s at 0x%05x: %s\n' "$1" "$2" "$(bytes "$1" "$2" "$3" | sed 's/../& /g')"
+	printf '     %-14s at 0x%05x: %s\n' "$1" "$2" "$(bytes "$1" "$2" "$3" | sed 's/../& /g; s/ $//')"
 }
 
-# damage FILE OFFSET: overwrites two bytes with dd.
+# damage FILE OFFSET: overwrites two bytes, with the very command that is shown.
 damage() {
-	printf '   $ dd of=%s bs=1 seek=%d count=2\n' "$1" "$(($2))"
-	printf '\125\252' | dd of="$1" bs=1 seek="$(($2))" count=2 conv=notrunc status=none ||
-		fail "dd could not write $1"
+	local command="printf '\\125\\252' | dd of=$1 bs=1 seek=$(($2)) conv=notrunc status=none"
+	printf '   $ %s\n' "$command"
+	bash -c "$command" || fail "dd could not write $1"
 }
 
 printf 'mac_mng on the demo board: one NOR flash, four EEPROMs, a boot environment.\n'

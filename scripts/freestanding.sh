@@ -6,6 +6,7 @@
 # constructor, destructor or exception table.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/parallel.sh
 
 sources=$(sed -n '/^MAC_MNG_SOURCES/,/[^\\]$/p' sources.mk | grep -oE '[a-z0-9_/]+\.cc')
 flags="-std=gnu++20 -O2 -ffreestanding -fno-exceptions -fno-rtti -nostdlib -fno-threadsafe-statics
@@ -24,39 +25,50 @@ complain() {
 	failures=$((failures + 1))
 }
 
-# check NAME COMPILER TOOL-PREFIX [OPTION ...]
-check() {
-	local name=$1 compiler=$2 tools=$3
-	shift 3
-	local out=build/freestanding/$name objects=()
-	rm -rf "$out"
-	mkdir -p "$out"
+# compile NAME COMPILER [OPTION ...]: every source, on all processors.
+compile() {
+	local name=$1 source
+	shift
 	for source in $sources; do
-		local object=$out/${source//\//_}.o
 		# shellcheck disable=SC2086
-		"$compiler" "$@" $flags -c "$source" -o "$object" || return 1
-		objects+=("$object")
+		start "$name/${source//\//_}" "$@" $flags -c "$source" -o "build/freestanding/$name/${source//\//_}.o"
 	done
-	"${tools}ld" -r -o "$out/system.o" "${objects[@]}"
-	local undefined
+}
+# shellcheck disable=SC2154 # $jobs
+finished() {
+	[ "$2" -eq 0 ] || { complain "$1"; cat "$jobs/$1.log"; }
+}
+
+# check NAME TOOL-PREFIX: what the objects of a compiler need and bring.
+check() {
+	local name=$1 tools=$2 undefined sections exported out=build/freestanding/$1
+	"${tools}ld" -r -o "$out/system.o" "$out"/*.cc.o
 	undefined=$("${tools}nm" -u "$out/system.o" | awk '{ print $2 }' | sort -u |
 		comm -23 - <(echo "$allowed"))
 	[ -z "$undefined" ] || complain "$name: undeclared symbols: $undefined"
-	local sections
 	sections=$("${tools}objdump" -h "$out/system.o" |
 		grep -oE '\.(init_array|fini_array|ctors|dtors|gcc_except_table)[^ ]*' || true)
 	[ -z "$sections" ] || complain "$name: forbidden sections: $sections"
-	local exported
 	exported=$("${tools}nm" --defined-only "$out/system.o" | awk '$2 ~ /[TW]/ { print $3 }' |
 		grep -cE '^drv_mac_(init|deinit|set_addr|get_addr|set_addr_num|get_addr_num|set_num|get_num|patch_func[12])$' || true)
 	[ "$exported" = 10 ] || complain "$name: $exported of the ten exported functions are C symbols"
 	echo "checked $name: $(size "$out/system.o" 2>/dev/null | awk 'NR == 2 { print $1 " bytes of text and constants" }')"
 }
 
-check gcc-x86-64 g++ "" || complain gcc-x86-64
-check clang-x86-64 clang++ "" --target=x86_64-linux-gnu || complain clang-x86-64
-check gcc-aarch64 aarch64-linux-gnu-g++ aarch64-linux-gnu- || complain gcc-aarch64
-check clang-aarch64 clang++ aarch64-linux-gnu- --target=aarch64-linux-gnu || complain clang-aarch64
+jobs=build/freestanding
+rm -rf $jobs
+mkdir -p $jobs/{gcc,clang}-{x86-64,aarch64}
+compile gcc-x86-64 g++
+compile clang-x86-64 clang++ --target=x86_64-linux-gnu
+compile gcc-aarch64 aarch64-linux-gnu-g++
+compile clang-aarch64 clang++ --target=aarch64-linux-gnu
+finish_all
+if [ "$failures" -eq 0 ]; then
+	check gcc-x86-64 ""
+	check clang-x86-64 ""
+	check gcc-aarch64 aarch64-linux-gnu-
+	check clang-aarch64 aarch64-linux-gnu-
+fi
 
 # The public headers are plain C, for kernel modules and tools.
 for header in mac_mng.h mac_ioctl.h mac_status.h; do

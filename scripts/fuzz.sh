@@ -6,17 +6,14 @@
 #   fuzz.sh [TARGET...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/stage.sh
 . scripts/parallel.sh
 build=build/fuzz
 seconds=${MAC_FUZZ_SECONDS:-60}
 targets=("$@")
 [ $# -gt 0 ] || targets=(formats device board_tree env_image board_file identify)
-mkdir -p build/results "$build"
-if ! { cmake -S . -B $build -DCMAKE_CXX_COMPILER=clang++ -DMAC_FUZZ=ON -DMAC_SANITIZE=ON &&
-	cmake --build $build -j "$(nproc)" --target "${targets[@]/#/fuzz_}"; } >$build.log 2>&1; then
-	tail -n 40 $build.log >&2
-	exit 1
-fi
+mkdir -p build/results
+build_in fuzz "${targets[*]/#/fuzz_}" -DCMAKE_CXX_COMPILER=clang++ -DMAC_FUZZ=ON -DMAC_SANITIZE=ON
 
 # expand TARGET: the seeds as files.
 expand() {

@@ -1,24 +1,32 @@
 #!/bin/sh
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# Installs the packages of a purpose (demo, test, kernel, kernel-debug, bench, all) that are
-# missing, as root or with sudo. Does nothing, and asks for nothing, when all are there.
+# Installs the packages of a purpose (demo, test, clang, kernel, kernels, kernel-debug, bench,
+# all) that are missing, as root or with sudo. Does nothing, and asks for nothing, when all
+# are there.
 set -eu
-# shellcheck source=scripts/packages.sh
-. "$(dirname "$0")/packages.sh"
+cd "$(dirname "$0")/.."
+. scripts/stage.sh
+. scripts/packages.sh
 
 case "${1:-}" in
 demo) packages=$PACKAGES_DEMO ;;
 test) packages=$PACKAGES_TEST ;;
+clang) packages=$PACKAGES_CLANG ;;
 kernel) packages=$PACKAGES_KERNEL ;;
+kernels) packages=$PACKAGES_KERNELS ;;
 kernel-debug) packages=$PACKAGES_KERNEL_DEBUG ;;
 bench) packages=$PACKAGES_BENCH ;;
 all) packages=$PACKAGES_ALL ;;
 *)
-	echo "usage: install-packages.sh demo|test|kernel|kernel-debug|bench|all" >&2
+	echo "usage: install-packages.sh demo|test|clang|kernel|kernels|kernel-debug|bench|all" >&2
 	exit 2
 	;;
 esac
 
+# Two lanes may want the same.
+mkdir -p build
+exec 9>build/packages.lock
+flock 9
 missing=
 for package in $packages; do
 	status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
@@ -34,12 +42,9 @@ if [ "$(id -u)" -ne 0 ]; then
 	fi
 	as_root=sudo
 fi
-echo "Installing what is missing:$missing"
 export DEBIAN_FRONTEND=noninteractive
-log=$(mktemp)
-trap 'rm -f "$log"' EXIT
+echo "== packages that are missing:$missing"
+stage build/packages.log "packages: lists" $as_root apt-get update 9>&-
 # shellcheck disable=SC2086 # several packages
-if ! { $as_root apt-get update && $as_root apt-get install -y --no-install-recommends $missing; } >"$log" 2>&1; then
-	cat "$log" >&2
-	exit 1
-fi
+stage build/packages.log "packages: installing" \
+	$as_root apt-get install -y --no-install-recommends $missing 9>&-

@@ -5,6 +5,7 @@
 # shellcheck shell=bash
 # shellcheck disable=SC2154 # variables of the sourcing script
 . scripts/kernel-packages.sh
+. scripts/stage.sh
 
 # use_kernel ARCH SERIES: names and tools of a kernel. Series "plain" and "debug" are
 # built from source, the others are Debian's.
@@ -32,6 +33,8 @@ use_kernel() {
 	kernel=$CACHE/$name
 	macctl=build/macctl-$arch/macctl
 	[ "$arch" != "$(dpkg --print-architecture)" ] || macctl=build/release/macctl
+	# This machine's, which compiles the boards; any build of it will do.
+	host_macctl=${MAC_HOST_MACCTL:-build/release/macctl}
 	# Of every kernel build. Type data of modules would need pahole, and nothing here does.
 	kbuild=("ARCH=$kbuild_arch" "CROSS_COMPILE=$cross" "CC=${cross}gcc" CONFIG_DEBUG_INFO_BTF_MODULES=)
 	mkdir -p "$build" build/results
@@ -51,11 +54,14 @@ fetch_all() {
 	debug) fetch_built_kernel debug $configs/plain.config $configs/debug.config ;;
 	*) fetch_kernel "$arch" "$series" ;;
 	esac || fail "the kernel cannot be had; see $CACHE/apt.log and $kernel/build.log"
+	fetch_user "$arch" || fail "the guest's programs cannot be downloaded; see $CACHE/apt.log"
+}
+
+find_headers() {
 	case $series in
 	plain | debug) kdir=$kernel/build ;;
 	*) kdir=$(echo "$kernel"/usr/src/linux-headers-*-"$arch") ;;
 	esac
-	fetch_user "$arch" || fail "the guest's programs cannot be downloaded; see $CACHE/apt.log"
 }
 
 build_modules() {
@@ -69,25 +75,33 @@ build_modules() {
 	done
 }
 
-build_programs() {
+build_guests() {
 	local warnings=(-Wall -Wextra -Wno-sign-compare)
 	"${cross}gcc" -O2 "${warnings[@]}" -static -Iinclude tests/kernel/guest/*.c -o "$build/guest"
 	"${cross32}gcc" -O2 "${warnings[@]}" -static -Iinclude tests/kernel/guest/*.c -o "$build/guest32"
+}
+
+# The guest's little optimised: building it takes longer than all that it does there.
+build_macctl() {
+	case $macctl:$host_macctl in
+	*build/release/macctl*) scripts/build.sh ;;
+	esac
 	[ "$macctl" != build/release/macctl ] || return 0
-	cmake -S . -B "build/macctl-$arch" -DCMAKE_BUILD_TYPE=Release -DMAC_TESTS=OFF \
+	build_in "macctl-$arch" macctl -DCMAKE_BUILD_TYPE=Guest -DCMAKE_CXX_FLAGS_GUEST="-O1 -DNDEBUG" -DMAC_TESTS=OFF \
 		-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_CXX_COMPILER="${cross}g++" \
 		-DCMAKE_LIBRARY_ARCHITECTURE="$triplet" -DCMAKE_FIND_ROOT_PATH="$user" \
 		-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER \
 		-DCMAKE_CXX_FLAGS="-isystem $user/usr/include" \
 		-DCMAKE_EXE_LINKER_FLAGS="-L$user/usr/lib/$triplet -Wl,-rpath-link,$user/usr/lib/$triplet"
-	cmake --build "build/macctl-$arch" -j "$(nproc)"
 }
 
-# quietly COMMAND: its output only when it fails. In the background, for a function in a
-# condition would not end at its first failure.
-quietly() {
-	"$@" >"$build/build.log" 2>&1 &
-	wait $! || { tail -n 40 "$build/build.log" >&2; fail "$1 failed"; }
+# build_all: the kernel, both modules for it, and the guest's programs.
+build_all() {
+	stage "$build/fetch.log" "$name: kernel" fetch_all
+	find_headers
+	stage "$build/modules.log" "$name: modules" build_modules
+	stage "$build/guests.log" "$name: guest" build_guests
+	build_macctl
 }
 
 # allowed SYMBOL: whether mac_mng.ko may need it.
@@ -159,9 +173,9 @@ add_stock_module() {
 add_firmware() {
 	local folder=$root/lib/firmware/mac_mng
 	mkdir -p "$folder"
-	build/release/macctl --board boards/demo.xml board install --firmware "$root/lib/firmware"
-	build/release/macctl --board tests/kernel/stock.xml board compile "$folder/stock.dtb"
-	build/release/macctl --board tests/kernel/cfi.xml board compile "$folder/cfi.dtb"
+	"$host_macctl" --board boards/demo.xml board install --firmware "$root/lib/firmware"
+	"$host_macctl" --board tests/kernel/stock.xml board compile "$folder/stock.dtb"
+	"$host_macctl" --board tests/kernel/cfi.xml board compile "$folder/cfi.dtb"
 	echo "no board at all" >"$folder/garbage.dtb"
 	sed 's/ibm-3740/nothing!/' "$folder/board.dtb" >"$folder/crc.dtb"
 }
@@ -202,7 +216,7 @@ pack_initramfs() {
 boot() {
 	local label=$1 limit=$2
 	shift 2
-	timeout "$limit" "${qemu[@]}" -accel "${MAC_QEMU_ACCEL:-tcg}" -m 512 -nic none \
+	timeout --foreground "$limit" "${qemu[@]}" -accel "${MAC_QEMU_ACCEL:-tcg}" -m 512 -nic none \
 		-kernel "$(echo "$kernel"/boot/vmlinuz-*)" -initrd "$build/initrd.gz" \
 		-append "console=$console panic=-1 $*" \
 		-nographic -no-reboot </dev/null >"$build/$label.console" 2>&1 || true

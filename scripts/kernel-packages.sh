@@ -27,18 +27,30 @@ private_apt() {
 		-o APT::Sandbox::User=root -o APT::Get::List-Cleanup=0 -o Acquire::Retries=3 "$@"
 }
 
-# One process at a time, and lists once a run.
+# locked NAME COMMAND...: one process at a time; two lanes may want the same kernel.
+locked() {
+	local lock status=0
+	mkdir -p "$CACHE"
+	exec {lock}>"$CACHE/$1.lock"
+	shift
+	flock "$lock"
+	"$@" || status=$?
+	exec {lock}>&-
+	return "$status"
+}
+
+# Lists of half an hour ago will do.
 update_lists() {
 	local key='deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg]' uri
-	[ -z "${MAC_LISTS_FRESH:-}" ] || return 0
+	[ -z "$(find "$CACHE/apt/fresh" -mmin -30 2>/dev/null)" ] || return 0
 	mkdir -p "$CACHE/apt/lists/partial" "$CACHE/apt/cache/archives/partial"
 	apt-get indextargets --format "$key \$(REPO_URI) \$(RELEASE) \$(COMPONENT)" \
 		'Created-By: Packages' | grep -E ' bookworm(-security|-updates)? main$' |
 		sort -u >"$CACHE/apt/sources.list"
 	uri=$(awk '$4 == "bookworm" { print $3; exit }' "$CACHE/apt/sources.list")
 	printf "$key %s %s main\n" "$uri" bookworm-backports "$uri" bullseye >>"$CACHE/apt/sources.list"
-	private_apt apt-get update >"$CACHE/apt.log" 2>&1
-	MAC_LISTS_FRESH=1
+	private_apt apt-get update >"$CACHE/apt.log" 2>&1 || return 1
+	touch "$CACHE/apt/fresh"
 }
 
 # unpack FOLDER PACKAGE...: downloads the packages and unpacks them in FOLDER.
@@ -47,7 +59,7 @@ unpack() {
 	shift
 	rm -rf "$folder.new"
 	mkdir -p "$folder.new/deb"
-	(cd "$folder.new/deb" && private_apt apt-get download "$@") >>"$CACHE/apt.log" 2>&1 || return 1
+	(cd "$folder.new/deb" && locked apt private_apt apt-get download "$@") >>"$CACHE/apt.log" 2>&1 || return 1
 	for package in "$folder.new"/deb/*.deb; do dpkg -x "$package" "$folder.new"; done
 	rm -rf "$folder.new/deb" "$folder"
 	mv "$folder.new" "$folder"
@@ -57,10 +69,12 @@ unpack() {
 newest() { private_apt apt-cache -t "$2" depends "$1" | sed -n 's/.*Depends: \(linux-[^:]*\).*/\1/p' | head -n 1; }
 
 # fetch_kernel ARCH SERIES: the kernel and its headers in $CACHE/kernel-ARCH-SERIES.
-fetch_kernel() {
+fetch_kernel() { locked "kernel-$1-$2" have_kernel "$@"; }
+
+have_kernel() {
 	local arch=$1 series=$2 folder=$CACHE/kernel-$1-$2 release image headers abi
 	[ ! -e "$folder/boot" ] || return 0
-	update_lists || return 1
+	locked apt update_lists || return 1
 	release=$(release_of "$series")
 	image=$(newest "linux-image-$arch:$arch" "$release")
 	headers=$(newest "linux-headers-$arch:$arch" "$release")
@@ -75,10 +89,12 @@ fetch_kernel() {
 }
 
 # fetch_source: Debian's kernel source, unpacked in $CACHE/linux-source.
-fetch_source() {
+fetch_source() { locked linux-source have_source; }
+
+have_source() {
 	local folder=$CACHE/linux-source
 	[ ! -e "$folder/Makefile" ] || return 0
-	update_lists || return 1
+	locked apt update_lists || return 1
 	unpack "$folder.deb" linux-source-6.1:all || return 1
 	rm -rf "$folder" "$folder.new"
 	mkdir "$folder.new"
@@ -90,7 +106,9 @@ fetch_source() {
 # fetch_built_kernel NAME CONFIG...: the kernel and what modules are built with, for arm64
 # in $CACHE/kernel-arm64-NAME: built from source, with the options of the CONFIG files over
 # the smallest configuration.
-fetch_built_kernel() {
+fetch_built_kernel() { locked "kernel-arm64-$1" have_built_kernel "$@"; }
+
+have_built_kernel() {
 	local name=$1 folder=$CACHE/kernel-arm64-$1 make
 	shift
 	! cat "$@" | cmp -s - "$folder/fragment" || return 0
@@ -119,10 +137,12 @@ missing_options() {
 }
 
 # fetch_user ARCH: what guests run and what macctl is built with, in $CACHE/user-ARCH.
-fetch_user() {
+fetch_user() { locked "user-$1" have_user "$@"; }
+
+have_user() {
 	local arch=$1 packages=() package
 	[ ! -e "$CACHE/user-$arch/usr/include/nlohmann" ] || return 0
-	update_lists || return 1
+	locked apt update_lists || return 1
 	for package in busybox-static libc6 libgcc-s1 libstdc++6 zlib1g libyaml-0-2 libubootenv-tool \
 		libubootenv0.1 libpugixml1v5 libpugixml-dev libfmt9 libfmt-dev libfdt1 libfdt-dev libmtd-dev; do
 		packages+=("$package:$arch")

@@ -5,13 +5,10 @@
 # numbers of runs in docs/reliability.md against the run ("--write" brings them up to date).
 set -eu
 cd "$(dirname "$0")/.."
+. scripts/stage.sh
 build=build/scenarios
 mkdir -p build/results
-if ! { cmake -S . -B $build -DCMAKE_BUILD_TYPE=Release &&
-	cmake --build $build -j "$(nproc)" --target scenarios; } >build/scenarios.log 2>&1; then
-	tail -n 40 build/scenarios.log >&2
-	exit 1
-fi
+build_in scenarios scenarios -DCMAKE_BUILD_TYPE=Release
 [ "${1:-}" != --replay ] || exec $build/tests/scenarios --replay "$2"
 
 begin='<!-- outcomes: made by scripts/scenarios.sh -->'

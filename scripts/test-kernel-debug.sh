@@ -17,10 +17,7 @@ checked="loglevel=4 kasan_multi_shot initcall_blacklist=physmap_init"
 build_for() {
 	use_kernel arm64 "$1"
 	lane=$name
-	fetch_all
-	echo "== $name: building for $(basename "$kernel"/lib/modules/*)"
-	quietly build_modules
-	quietly build_programs
+	build_all
 	build_initramfs
 }
 
@@ -58,7 +55,7 @@ plant() {
 	sed -i "$3" "$tree/$2"
 	! cmp -s "$2" "$tree/$2" || fail "nothing was planted in $2"
 	cp -a "$build/root" "$build/guest" "$planted/$1/"
-	quietly "$tree/scripts/build-modules.sh" "$kdir" "$planted/modules" "${kbuild[@]}"
+	stage "$planted/$1/modules.log" "planted-$1: modules" "$tree/scripts/build-modules.sh" "$kdir" "$planted/modules" "${kbuild[@]}"
 	cp "$planted"/modules/mac_{mng,platform}.ko "$planted/$1/root/modules/"
 	root=$planted/$1/root
 	build=$planted/$1

@@ -1,9 +1,9 @@
 #!/bin/bash
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# The kernel lane: builds both modules for a stock Debian kernel, boots it under
-# QEMU (TCG) and runs the guest's tests there, whose TAP lines are shown.
+# A kernel lane: builds both modules for a stock Debian kernel, boots it under QEMU
+# (TCG) and runs the guest's tests there, whose TAP lines are shown.
 #
-#   test-kernel.sh ARCH SERIES [MEDIA]
+#   test-kernel.sh ARCH SERIES [MEDIA ...]
 #
 # ARCH arm64 or amd64; SERIES 6.1, 6.12 or 5.10; MEDIA test (a board of emulated
 # NOR flash and EEPROMs, with faults) or stock (what the kernel itself brings).
@@ -12,16 +12,21 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/kernel-guest.sh
 
-media=${3:-test}
 use_kernel "${1:?architecture}" "${2:?kernel series}"
-lane=$name-$media
-fetch_all
-echo "== $name: building for $(basename "$kernel"/lib/modules/*)"
-quietly build_modules
-quietly build_programs
+shift 2
+[ $# -gt 0 ] || set -- test
+lane=$name
+exec 7>"$build.lock"
+flock 7
+build_all
 check_symbols
 check_modinfo
 build_initramfs
-echo "== $name: running on $media media"
-boot "$media" 300 loglevel=3 "mac_run=$media"
-verdict "$media"
+status=0
+for media in "$@"; do
+	lane=$name-$media
+	echo "== $name: running $(basename "$kernel"/lib/modules/*) on $media media"
+	boot "$media" 300 loglevel=3 "mac_run=$media"
+	(verdict "$media") || status=1
+done
+exit "$status"

@@ -146,32 +146,61 @@ void seal(Record* record, size_t format, u32 num) {
     }
 }
 
-}  // namespace
+struct Case {
+    size_t format;
+    u32 num;  // what the caller says; the counted formats do not look at it
+    Record record;
+};
 
 // Bytes: format, whether the check values are made right, count, the record.
-void formats(Input input) {
+Case parse(Input input) {
     static const macctl::CrcChoice choice(*platform::crc16_find("ibm-3740"));
     Reader reader(input);
-    const size_t index = reader.byte() % std::size(kFormats);
-    const Format& format = kFormats[index];
+    Case parsed;
+    parsed.format = reader.byte() % std::size(kFormats);
     const bool sealed = reader.byte() % 2 == 1;
-    const u32 num = format.counted ? 0x2222 : reader.byte();
+    const u32 count = reader.byte();
+    parsed.num = kFormats[parsed.format].counted ? 0x2222 : count;
     const Input rest = reader.bytes(kLongest);
-    Record record(rest.begin(), rest.end());
-    if (sealed) seal(&record, index, num);
-    for (size_t length = 0; length <= record.size(); ++length) {
-        // With a count of 0 a Kolbe decoder still reads one address.
-        const size_t readable = num == 0 ? std::max<size_t>(length, 54) : length;
-        if (readable > record.size()) continue;
-        const auto exact = std::make_unique<u8[]>(readable);
-        std::copy_n(record.begin(), readable, exact.get());
-        Decoded start;
-        start.num = num;
-        Decoded found = start;
-        found.status = format.get(exact.get(), static_cast<u32>(length), &found.flag,
-                                  found.mac.data(), &found.num, &found.crc);
-        must(found == format.model(record, length, start), "a decoder differs from its model");
+    parsed.record.assign(rest.begin(), rest.end());
+    if (sealed) seal(&parsed.record, parsed.format, parsed.num);
+    return parsed;
+}
+
+// With a count of 0 a Kolbe decoder still reads one address.
+size_t readable(const Case& parsed, size_t length) {
+    return parsed.num == 0 ? std::max<size_t>(length, 54) : length;
+}
+
+// The record's first bytes in a buffer without one more than the decoder may read.
+Decoded decode(const Case& parsed, size_t length) {
+    const auto exact = std::make_unique<u8[]>(readable(parsed, length));
+    std::copy_n(parsed.record.begin(), std::min(readable(parsed, length), parsed.record.size()),
+                exact.get());
+    Decoded found;
+    found.num = parsed.num;
+    found.status = kFormats[parsed.format].get(exact.get(), static_cast<u32>(length), &found.flag,
+                                               found.mac.data(), &found.num, &found.crc);
+    return found;
+}
+
+}  // namespace
+
+void formats(Input input) {
+    const Case parsed = parse(input);
+    Decoded start;
+    start.num = parsed.num;
+    for (size_t length = 0; length <= parsed.record.size(); ++length) {
+        if (readable(parsed, length) > parsed.record.size()) continue;
+        must(decode(parsed, length) == kFormats[parsed.format].model(parsed.record, length, start),
+             "a decoder differs from its model");
     }
+}
+
+FormatsReach formats_reach(Input input) {
+    const Case parsed = parse(input);
+    const Decoded found = decode(parsed, parsed.record.size());
+    return {parsed.format, parsed.record.size(), found.status, found.mac, found.num};
 }
 
 }  // namespace fuzz

@@ -5,6 +5,7 @@
 #ifndef TESTS_FUZZ_FUZZ_H
 #define TESTS_FUZZ_FUZZ_H
 
+#include <array>
 #include <span>
 #include <vector>
 
@@ -26,6 +27,16 @@ void env_image(Input input);
 void board_file(Input input);
 // Dumps searched for records.
 void identify(Input input);
+
+// What the decoder makes of the whole record in an input of "formats".
+struct FormatsReach {
+    size_t format;  // qolt, router-crc, router, kolbe-crc, kolbe
+    size_t length;
+    u32 status;
+    std::array<u8, 6> mac;  // nines where the decoder left it alone
+    u32 num;                // 0x2222 where a decoder of a counted format left it alone
+};
+FormatsReach formats_reach(Input input);
 
 struct Target {
     const char* name;

@@ -395,6 +395,12 @@ TEST_F(MacctlCli, Tutorial_IsWhatHappens) {
     EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
 }
 
+TEST_F(MacctlCli, Readme_ShowsWhatTheDemoPrints) {
+    const Outcome outcome =
+        sh(std::string("python3 " MAC_SOURCE_DIR "/tests/readme.py ") + MACCTL_PROGRAM);
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+}
+
 TEST_F(MacctlCli, Log_Follow_PrintsLinesAsTheyCome) {
     const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
     const Outcome outcome =
