@@ -24,7 +24,15 @@ void Faults::clear() {
     uses_.fill(0);
     plans_.clear();
     actions_.clear();
+    given_.clear();
     planned_ = false;
+}
+
+bool Faults::gives(Call call, u64* number) const {
+    const auto found = given_.find(call);
+    if (found == given_.end()) return false;
+    *number = found->second;
+    return true;
 }
 
 bool Faults::happens(Call call, unsigned use, u32* code) {

@@ -56,11 +56,17 @@ public:
     // Runs something at the start of the nth use from now on, which then goes on.
     void at_use(Call call, unsigned nth, std::function<void()> action);
 
+    // From now on a call that yields a number yields this one.
+    void give(Call call, u64 number) { given_[call] = number; }
+
     // How often a call was used since the last clear().
     unsigned uses(Call call) const { return uses_[index(call)]; }
 
-    // Forgets failures, actions and counts.
+    // Forgets failures, actions, numbers and counts.
     void clear();
+
+    // For the services: the number that a call is to yield, where there is one.
+    bool gives(Call call, u64* number) const;
 
     // For the services: counts a use and says whether it fails. With a code, that
     // of the failure is stored there.
@@ -84,6 +90,7 @@ private:
     std::array<unsigned, kCalls> uses_{};
     bool planned_ = false;  // anything at all
     std::multimap<Call, Plan> plans_;
+    std::map<Call, u64> given_;
     std::map<std::pair<Call, unsigned>, std::function<void()>> actions_;
 };
 
