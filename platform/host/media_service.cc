@@ -39,28 +39,28 @@ u32 drv_flash_read(u32 inst, u32 chip, u32 offset, u8* buf, u32 len) {
     host_journal("drv_flash_read 0x%x %u %u %u", inst, chip, offset, len);
     u32 code = 0;
     if (refused(host::Call::kFlashRead, "drv_flash_read", &code)) return code;
-    return read_medium(host::attached_board()->flash(chip), offset, buf, len);
+    return read_medium(host::attached_board()->flash(chip, inst), offset, buf, len);
 }
 
 u32 drv_flash_write(u32 inst, u32 chip, u32 offset, const u8* buf, u32 len) {
     host_journal("drv_flash_write 0x%x %u %u %u", inst, chip, offset, len);
     u32 code = 0;
     if (refused(host::Call::kFlashWrite, "drv_flash_write", &code)) return code;
-    return write_medium(host::attached_board()->flash(chip), offset, buf, len);
+    return write_medium(host::attached_board()->flash(chip, inst), offset, buf, len);
 }
 
 u32 drv_eeprom_read_data(u32 inst, u32 chip, u32 offset, u8* buf, u32 len) {
     host_journal("drv_eeprom_read_data 0x%x %u %u %u", inst, chip, offset, len);
     u32 code = 0;
     if (refused(host::Call::kEepromRead, "drv_eeprom_read_data", &code)) return code;
-    return read_medium(host::attached_board()->eeprom(chip), offset, buf, len);
+    return read_medium(host::attached_board()->eeprom(chip, inst), offset, buf, len);
 }
 
 u32 drv_eeprom_write_data(u32 inst, u32 chip, u32 offset, const u8* buf, u32 len) {
     host_journal("drv_eeprom_write_data 0x%x %u %u %u", inst, chip, offset, len);
     u32 code = 0;
     if (refused(host::Call::kEepromWrite, "drv_eeprom_write_data", &code)) return code;
-    return write_medium(host::attached_board()->eeprom(chip), offset, buf, len);
+    return write_medium(host::attached_board()->eeprom(chip, inst), offset, buf, len);
 }
 
 namespace {

@@ -16,7 +16,7 @@
 
 static DEFINE_MUTEX(eeprom_mutex);
 
-/* By chip number. */
+/* By the medium's own number. */
 static struct write_guard eeprom_guard;
 
 void eeprom_start(void)
@@ -26,6 +26,7 @@ void eeprom_start(void)
 
 /* One of the two is set. */
 struct chip {
+	const struct medium *medium;
 	struct nvmem_device *nvmem;
 	struct file *file;
 };
@@ -61,14 +62,15 @@ static struct file *find_file(const char *name)
 	return IS_ERR(file) ? NULL : file;
 }
 
-static u32 open_chip(struct chip *chip, u32 number, u32 offset, u32 len)
+static u32 open_chip(struct chip *chip, u32 inst, u32 number, u32 offset, u32 len)
 {
-	const struct medium *medium = find_medium(MEDIUM_EEPROM, number);
+	const struct medium *medium = find_medium(MEDIUM_EEPROM, inst, number);
 
 	if (!medium)
 		return SERVICE_NO_CHIP;
 	if ((u64)offset + len > medium->size)
 		return SERVICE_OUT_OF_RANGE;
+	chip->medium = medium;
 	chip->file = NULL;
 	chip->nvmem = medium->name[0] == '/' ? NULL : find_nvmem(medium->name);
 	if (!chip->nvmem)
@@ -134,7 +136,7 @@ u32 drv_eeprom_read_data(u32 inst, u32 number, u32 offset, u8 *buf, u32 len)
 
 	if (!buf)
 		return SERVICE_NULL_ARGUMENT;
-	result = open_chip(&chip, number, offset, len);
+	result = open_chip(&chip, inst, number, offset, len);
 	if (result)
 		return result;
 	mutex_lock(&eeprom_mutex);
@@ -169,7 +171,7 @@ u32 drv_eeprom_write_data(u32 inst, u32 number, u32 offset, const u8 *buf, u32 l
 
 	if (!buf)
 		return SERVICE_NULL_ARGUMENT;
-	result = open_chip(&chip, number, offset, len);
+	result = open_chip(&chip, inst, number, offset, len);
 	if (result)
 		return result;
 	stored = kmalloc(len + 1, GFP_KERNEL);
@@ -177,6 +179,7 @@ u32 drv_eeprom_write_data(u32 inst, u32 number, u32 offset, const u8 *buf, u32 l
 	if (stored) {
 		mutex_lock(&eeprom_mutex);
 		result = SERVICE_WORN_OUT;
+		number = chip.medium->number;
 		if (!guard_refuses(&eeprom_guard, number, offset, len)) {
 			result = len ? store(&chip, offset, buf, len, stored) : SERVICE_OK;
 			guard_note(&eeprom_guard, "eeprom", number, offset, len, result);
