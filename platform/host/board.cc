@@ -157,11 +157,6 @@ private:
 
 Board::Board(BoardFile file) : file_(std::move(file)) { crc16_.select(file_.crc16()); }
 
-Medium* Board::find(const Media& media, u32 chip) {
-    const auto found = media.find(chip);
-    return found == media.end() ? nullptr : found->second.get();
-}
-
 std::unique_ptr<Board> Board::open(BoardFile file, Access access) {
     return make(std::move(file), false, access, {});
 }
@@ -183,12 +178,12 @@ std::unique_ptr<Board> Board::make(BoardFile file, bool in_memory, Access access
     }
     if (from.env()) opener.check(from.env()->image, from.env()->line, from.env()->end(), true);
     for (const FlashSpec& flash : from.flashes()) {
-        board->flashes_[flash.chip] = std::make_unique<FlashMedium>(
-            opener.nor(flash.image, flash.line, flash.size, flash.erase, false));
+        board->flashes_.push_back(std::make_unique<FlashMedium>(
+            opener.nor(flash.image, flash.line, flash.size, flash.erase, false)));
     }
     for (const EepromSpec& eeprom : from.eeproms()) {
-        board->eeproms_[eeprom.chip] = std::make_unique<EepromMedium>(
-            opener.store(eeprom.image, eeprom.line, eeprom.size), eeprom.page);
+        board->eeproms_.push_back(std::make_unique<EepromMedium>(
+            opener.store(eeprom.image, eeprom.line, eeprom.size), eeprom.page));
     }
     if (from.env()) board->open_env(*from.env(), opener);
     return board;

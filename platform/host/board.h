@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 
+#include "mac_mng/mac_mng.h"
 #include "platform/host/board_file.h"
 #include "platform/host/environment.h"
 #include "platform/host/medium.h"
@@ -33,9 +34,13 @@ public:
     const BoardFile& file() const { return file_; }
     const platform::Crc16& crc16() const { return crc16_; }
 
-    // Null when the board has none of that number, or none at all.
-    Medium* flash(u32 chip) const { return find(flashes_, chip); }
-    Medium* eeprom(u32 chip) const { return find(eeproms_, chip); }
+    // Null when the board has none of that number for the instance, or none at all.
+    Medium* flash(u32 chip, u32 inst = MAC_DEFAULT_INSTANCE) const {
+        return find(file_.flashes(), flashes_, inst, chip);
+    }
+    Medium* eeprom(u32 chip, u32 inst = MAC_DEFAULT_INSTANCE) const {
+        return find(file_.eeproms(), eeproms_, inst, chip);
+    }
     Environment* env() const { return env_.get(); }
 
     // The bytes of an image in memory, by its name in the board file.
@@ -46,13 +51,17 @@ public:
 
 private:
     class Opener;
-    using Media = std::map<u32, std::unique_ptr<Medium>>;
+    using Media = std::vector<std::unique_ptr<Medium>>;  // in the order of the board file
 
     explicit Board(BoardFile file);
     static std::unique_ptr<Board> make(BoardFile file, bool in_memory, Access access,
                                        StoreWrapper wrap);
     void open_env(const EnvSpec& spec, Opener& opener);
-    static Medium* find(const Media& media, u32 chip);
+    template <typename Spec>
+    static Medium* find(const std::vector<Spec>& specs, const Media& media, u32 inst, u32 chip) {
+        const Spec* const spec = find_medium(specs, inst, chip);
+        return spec == nullptr ? nullptr : media[static_cast<size_t>(spec - specs.data())].get();
+    }
 
     BoardFile file_;
     platform::Crc16 crc16_;

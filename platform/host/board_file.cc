@@ -163,19 +163,21 @@ void BoardFile::read_platform(pugi::xml_node platform) {
 template <typename Spec>
 void BoardFile::add_medium(pugi::xml_node node, const Spec& spec, std::vector<Spec>* media) const {
     for (const Spec& other : *media) {
-        if (other.chip == spec.chip) {
-            fail_at(node, std::string("two <") + node.name() + "> media have the chip number " +
-                              std::to_string(spec.chip) + " (the other in line " +
-                              std::to_string(other.line) + ")");
-        }
+        if (other.chip != spec.chip || other.inst != spec.inst) continue;
+        std::ostringstream clash;
+        clash << "two <" << node.name() << "> media have the chip number " << spec.chip;
+        if (spec.inst) clash << " for instance " << std::showbase << std::hex << *spec.inst;
+        clash << " (the other in line " << std::dec << other.line << ")";
+        fail_at(node, clash.str());
     }
     media->push_back(spec);
 }
 
 void BoardFile::read_flash(pugi::xml_node node) {
-    check_attributes(node, {"chip", "image", "mtd", "size", "erase"});
+    check_attributes(node, {"chip", "inst", "image", "mtd", "size", "erase"});
     const FlashSpec spec = {line_of(node),
                             number(node, "chip", 0, 0xffffffff),
+                            optional_number(node, "inst", 0, 0xffffffff),
                             text(node, "image"),
                             node.attribute("mtd").value(),
                             number(node, "size", 1, kMediumMax),
@@ -187,9 +189,10 @@ void BoardFile::read_flash(pugi::xml_node node) {
 }
 
 void BoardFile::read_eeprom(pugi::xml_node node) {
-    check_attributes(node, {"chip", "image", "nvmem", "size", "page"});
+    check_attributes(node, {"chip", "inst", "image", "nvmem", "size", "page"});
     const EepromSpec spec = {line_of(node),
                              number(node, "chip", 0, 0xffffffff),
+                             optional_number(node, "inst", 0, 0xffffffff),
                              text(node, "image"),
                              node.attribute("nvmem").value(),
                              number(node, "size", 1, kMediumMax),

@@ -19,6 +19,7 @@ namespace host {
 struct FlashSpec {
     unsigned line;
     u32 chip;
+    std::optional<u32> inst;  // the one instance that it serves; none: all of them
     std::string image;
     std::string mtd;  // partition name; empty when not given
     u32 size;
@@ -28,11 +29,25 @@ struct FlashSpec {
 struct EepromSpec {
     unsigned line;
     u32 chip;
+    std::optional<u32> inst;
     std::string image;
     std::string nvmem;  // device name on a live system; empty when not given
     u32 size;
     u32 page;
 };
+
+// The medium that an instance finds under a chip number: the one that serves it alone, else
+// the one that serves all; null without either.
+template <typename Spec>
+const Spec* find_medium(const std::vector<Spec>& media, u32 inst, u32 chip) {
+    const Spec* for_all = nullptr;
+    for (const Spec& spec : media) {
+        if (spec.chip != chip) continue;
+        if (spec.inst == inst) return &spec;
+        if (!spec.inst) for_all = &spec;
+    }
+    return for_all;
+}
 
 struct EnvSpec {
     unsigned line;

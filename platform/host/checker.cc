@@ -24,7 +24,15 @@ void Faults::clear() {
     uses_.fill(0);
     plans_.clear();
     actions_.clear();
+    given_.clear();
     planned_ = false;
+}
+
+bool Faults::gives(Call call, u64* number) const {
+    const auto found = given_.find(call);
+    if (found == given_.end()) return false;
+    *number = found->second;
+    return true;
 }
 
 bool Faults::happens(Call call, unsigned use, u32* code) {
@@ -40,6 +48,18 @@ bool Faults::happens(Call call, unsigned use, u32* code) {
         return true;
     }
     return false;
+}
+
+bool g_locks_observed = false;
+static LockObserver lock_observer;
+
+void observe_locks(LockObserver observer) {
+    lock_observer = std::move(observer);
+    g_locks_observed = static_cast<bool>(lock_observer);
+}
+
+void tell_lock_observer(LockEvent event, const char* name, const void* lock) {
+    lock_observer(event, name, lock);
 }
 
 void violation(const char* format, ...) {

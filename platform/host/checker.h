@@ -56,11 +56,17 @@ public:
     // Runs something at the start of the nth use from now on, which then goes on.
     void at_use(Call call, unsigned nth, std::function<void()> action);
 
+    // From now on a call that yields a number yields this one.
+    void give(Call call, u64 number) { given_[call] = number; }
+
     // How often a call was used since the last clear().
     unsigned uses(Call call) const { return uses_[index(call)]; }
 
-    // Forgets failures, actions and counts.
+    // Forgets failures, actions, numbers and counts.
     void clear();
+
+    // For the services: the number that a call is to yield, where there is one.
+    bool gives(Call call, u64* number) const;
 
     // For the services: counts a use and says whether it fails. With a code, that
     // of the failure is stored there.
@@ -84,11 +90,28 @@ private:
     std::array<unsigned, kCalls> uses_{};
     bool planned_ = false;  // anything at all
     std::multimap<Call, Plan> plans_;
+    std::map<Call, u64> given_;
     std::map<std::pair<Call, unsigned>, std::function<void()>> actions_;
 };
 
 extern Faults g_faults;
 inline Faults& faults() { return g_faults; }
+
+// What happens to a lock, spinlock or mutex: told after it was set up or taken, and before
+// it is released.
+enum class LockEvent : unsigned { kSetUp, kTaken, kReleasing };
+
+// Sees every event of every lock, by the name of its set-up, on the thread that causes it;
+// what it does must be allowed under that lock. Set while one thread runs; empty: nobody.
+using LockObserver = std::function<void(LockEvent event, const char* name, const void* lock)>;
+void observe_locks(LockObserver observer);
+
+// For the lock service: a load when nobody observes.
+extern bool g_locks_observed;
+void tell_lock_observer(LockEvent event, const char* name, const void* lock);
+inline void lock_event(LockEvent event, const char* name, const void* lock) {
+    if (g_locks_observed) tell_lock_observer(event, name, lock);
+}
 
 // Ends the process: the system broke a rule.
 [[noreturn]] void violation(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -3,6 +3,7 @@
 
 #include "platform/common/service_status.h"
 #include "platform/host/checker.h"
+#include "platform/host/journal.h"
 
 namespace {
 
@@ -48,6 +49,7 @@ void diag_reclaim() {
 }  // namespace host
 
 int platform_misc_register(const platform_misc_device* device) {
+    host_journal("platform_misc_register %s", device->name);
     u32 code = 0;
     if (planned(host::Call::kMiscRegister, &code)) return static_cast<int>(code);
     if (registered != nullptr) return static_cast<int>(SERVICE_BUSY);
@@ -56,23 +58,27 @@ int platform_misc_register(const platform_misc_device* device) {
 }
 
 void platform_misc_deregister(const platform_misc_device* device) {
+    host_journal("platform_misc_deregister %s", device->name);
     host::might_sleep("platform_misc_deregister");
     if (registered == device) registered = nullptr;
 }
 
 void* diag_create_kobject(const char* name) {
+    host_journal("diag_create_kobject %s", name);
     if (planned(host::Call::kDiagKobject, nullptr)) return nullptr;
     objects.push_back(new host::DiagObject{name});
     return objects.back();
 }
 
 void diag_delete_kobject(void* kobject) {
+    host_journal("diag_delete_kobject");
     host::might_sleep("diag_delete_kobject");
     std::erase(objects, static_cast<host::DiagObject*>(kobject));
     delete static_cast<host::DiagObject*>(kobject);
 }
 
 u32 diag_module_register(const char* name) {
+    host_journal("diag_module_register %s", name);
     u32 code = 0;
     if (planned(host::Call::kDiagModule, &code)) return code;
     modules.emplace_back(name);
@@ -80,25 +86,29 @@ u32 diag_module_register(const char* name) {
 }
 
 u32 diag_module_unregister(const char* name) {
+    host_journal("diag_module_unregister %s", name);
     host::might_sleep("diag_module_unregister");
     std::erase(modules, name);
     return 0;
 }
 
-u32 diag_filelist_register(const char* /*name*/, u32 /*name_length*/, const diag_file* files) {
+u32 diag_filelist_register(const char* name, u32 name_length, const diag_file* files) {
+    host_journal("diag_filelist_register %s %u", name, name_length);
     u32 code = 0;
     if (planned(host::Call::kDiagFilelist, &code)) return code;
     filelists.push_back(files);
     return 0;
 }
 
-u32 diag_filelist_unregister(const char* /*name*/, u32 /*name_length*/, const diag_file* files) {
+u32 diag_filelist_unregister(const char* name, u32 name_length, const diag_file* files) {
+    host_journal("diag_filelist_unregister %s %u", name, name_length);
     host::might_sleep("diag_filelist_unregister");
     std::erase(filelists, files);
     return 0;
 }
 
 u32 platform_sysfs_create_group(void* kobject, const platform_attribute_group* group) {
+    host_journal("platform_sysfs_create_group");
     u32 code = 0;
     if (planned(host::Call::kSysfsCreate, &code)) return code;
     if (kobject == nullptr) return SERVICE_NULL_ARGUMENT;
@@ -107,6 +117,7 @@ u32 platform_sysfs_create_group(void* kobject, const platform_attribute_group* g
 }
 
 void platform_sysfs_remove_group(void* kobject, const platform_attribute_group* /*group*/) {
+    host_journal("platform_sysfs_remove_group");
     host::might_sleep("platform_sysfs_remove_group");
     static_cast<host::DiagObject*>(kobject)->group = nullptr;
 }

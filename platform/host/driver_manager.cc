@@ -6,6 +6,7 @@
 #include "platform/common/service_status.h"
 #include "platform/host/checker.h"
 #include "platform/host/driver_manager.h"
+#include "platform/host/journal.h"
 
 namespace {
 
@@ -14,6 +15,10 @@ namespace {
 mac_link drivers = {&drivers, &drivers};
 
 MacDriver* driver_of(mac_link* link) { return reinterpret_cast<MacDriver*>(link); }
+
+const char* name_of(const MacDriver* driver) {
+    return driver != nullptr && driver->name != nullptr ? driver->name : "(none)";
+}
 
 MacDriver* find(const char* name) {
     if (name == nullptr) return nullptr;
@@ -39,6 +44,7 @@ void driver_drop_all() { drivers = {&drivers, &drivers}; }
 }  // namespace host
 
 int module_driver_register(MacDriver* driver) {
+    host_journal("module_driver_register %s", name_of(driver));
     host::might_sleep("module_driver_register");
     u32 code = 0;
     if (host::faults().hit(host::Call::kDriverRegister, &code)) return static_cast<int>(code);
@@ -51,6 +57,7 @@ int module_driver_register(MacDriver* driver) {
 }
 
 void module_driver_unregister(const char* name) {
+    host_journal("module_driver_unregister %s", name);
     host::might_sleep("module_driver_unregister");
     MacDriver* const driver = find(name);
     if (driver == nullptr) return;

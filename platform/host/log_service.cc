@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/host/checker.h"
+#include "platform/host/journal.h"
 #include "platform/log.h"
 
 namespace {
@@ -95,6 +96,7 @@ void log_clear() {
 }  // namespace host
 
 u32 drv_log_register(u32 module, const char* name, u32 bytes) {
+    host_journal("drv_log_register %u %s %u", module, name, bytes);
     host::might_sleep("drv_log_register");
     u32 code = 0;
     if (host::faults().hit(host::Call::kLogRegister, &code)) return code;

@@ -8,6 +8,7 @@
 #include "platform/flash.h"
 #include "platform/host/board.h"
 #include "platform/host/checker.h"
+#include "platform/host/journal.h"
 #include "platform/mtd.h"
 
 namespace {
@@ -34,28 +35,32 @@ u32 write_medium(host::Medium* medium, u32 offset, const u8* buf, u32 len) {
 
 }  // namespace
 
-u32 drv_flash_read(u32 /*inst*/, u32 chip, u32 offset, u8* buf, u32 len) {
+u32 drv_flash_read(u32 inst, u32 chip, u32 offset, u8* buf, u32 len) {
+    host_journal("drv_flash_read 0x%x %u %u %u", inst, chip, offset, len);
     u32 code = 0;
     if (refused(host::Call::kFlashRead, "drv_flash_read", &code)) return code;
-    return read_medium(host::attached_board()->flash(chip), offset, buf, len);
+    return read_medium(host::attached_board()->flash(chip, inst), offset, buf, len);
 }
 
-u32 drv_flash_write(u32 /*inst*/, u32 chip, u32 offset, const u8* buf, u32 len) {
+u32 drv_flash_write(u32 inst, u32 chip, u32 offset, const u8* buf, u32 len) {
+    host_journal("drv_flash_write 0x%x %u %u %u", inst, chip, offset, len);
     u32 code = 0;
     if (refused(host::Call::kFlashWrite, "drv_flash_write", &code)) return code;
-    return write_medium(host::attached_board()->flash(chip), offset, buf, len);
+    return write_medium(host::attached_board()->flash(chip, inst), offset, buf, len);
 }
 
-u32 drv_eeprom_read_data(u32 /*inst*/, u32 chip, u32 offset, u8* buf, u32 len) {
+u32 drv_eeprom_read_data(u32 inst, u32 chip, u32 offset, u8* buf, u32 len) {
+    host_journal("drv_eeprom_read_data 0x%x %u %u %u", inst, chip, offset, len);
     u32 code = 0;
     if (refused(host::Call::kEepromRead, "drv_eeprom_read_data", &code)) return code;
-    return read_medium(host::attached_board()->eeprom(chip), offset, buf, len);
+    return read_medium(host::attached_board()->eeprom(chip, inst), offset, buf, len);
 }
 
-u32 drv_eeprom_write_data(u32 /*inst*/, u32 chip, u32 offset, const u8* buf, u32 len) {
+u32 drv_eeprom_write_data(u32 inst, u32 chip, u32 offset, const u8* buf, u32 len) {
+    host_journal("drv_eeprom_write_data 0x%x %u %u %u", inst, chip, offset, len);
     u32 code = 0;
     if (refused(host::Call::kEepromWrite, "drv_eeprom_write_data", &code)) return code;
-    return write_medium(host::attached_board()->eeprom(chip), offset, buf, len);
+    return write_medium(host::attached_board()->eeprom(chip, inst), offset, buf, len);
 }
 
 namespace {
@@ -70,6 +75,7 @@ host::Environment* environment(host::Call call, const char* what, u32* code) {
 }  // namespace
 
 u32 drv_env_get(const char* name, char* value, u32 size) {
+    host_journal("drv_env_get %s %u", name, size);
     u32 code = 0;
     host::Environment* const env = environment(host::Call::kEnvGet, "drv_env_get", &code);
     if (env == nullptr) return code;
@@ -78,6 +84,7 @@ u32 drv_env_get(const char* name, char* value, u32 size) {
 }
 
 u32 drv_env_set(const char* name, const char* value) {
+    host_journal("drv_env_set %s %s", name, value);
     u32 code = 0;
     host::Environment* const env = environment(host::Call::kEnvSet, "drv_env_set", &code);
     if (env == nullptr) return code;
@@ -86,6 +93,7 @@ u32 drv_env_set(const char* name, const char* value) {
 }
 
 u32 drv_env_save() {
+    host_journal("drv_env_save");
     u32 code = 0;
     host::Environment* const env = environment(host::Call::kEnvSave, "drv_env_save", &code);
     return env == nullptr ? code : env->save();
@@ -107,7 +115,7 @@ int platform_mtd_size(const char* name, u64* bytes) {
     if (refused(host::Call::kMtdSize, "platform_mtd_size", &code)) return static_cast<int>(code);
     for (const host::FlashSpec& flash : host::attached_board()->file().flashes()) {
         if (flash.mtd != name) continue;
-        *bytes = flash.size;
+        if (!host::faults().gives(host::Call::kMtdSize, bytes)) *bytes = flash.size;
         return 0;
     }
     return static_cast<int>(SERVICE_NO_CHIP);

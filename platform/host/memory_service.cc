@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "platform/host/checker.h"
+#include "platform/host/journal.h"
 #include "platform/memory.h"
 
 namespace {
@@ -84,6 +85,7 @@ void heap_release_all() {
 }  // namespace host
 
 void* platform_zalloc(u64 bytes) {
+    host_journal("platform_zalloc %llu", bytes);
     host::might_sleep("platform_zalloc");
     if (host::faults().hit(host::Call::kZalloc) || bytes > PLATFORM_HEAP_MAX) return nullptr;
     return allocate(bytes, Heap::kRecord);
@@ -92,6 +94,7 @@ void* platform_zalloc(u64 bytes) {
 void platform_free(void* block) { release(block, Heap::kRecord); }
 
 void* platform_buffer_alloc(u64 bytes) {
+    host_journal("platform_buffer_alloc %llu", bytes);
     host::might_sleep("platform_buffer_alloc");
     if (host::faults().hit(host::Call::kBufferAlloc) || bytes > PLATFORM_BUFFER_MAX) {
         return nullptr;

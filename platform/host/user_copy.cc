@@ -11,6 +11,7 @@
 
 #include "platform/device.h"
 #include "platform/host/checker.h"
+#include "platform/host/journal.h"
 
 namespace {
 
@@ -60,11 +61,13 @@ u64 copy_through_pipe(void* to, const void* from, u64 bytes) {
 }  // namespace
 
 int platform_user_range_valid(u64 address, u64 bytes) {
+    host_journal("platform_user_range_valid 0x%llx %llu", address, bytes);
     if (host::faults().hit(host::Call::kRangeValid)) return 0;
     return bytes <= kUserEnd && address <= kUserEnd - bytes ? 1 : 0;
 }
 
 u64 platform_copy_from_user(void* dest, u64 address, u64 bytes) {
+    host_journal("platform_copy_from_user 0x%llx %llu", address, bytes);
     host::might_sleep("platform_copy_from_user");
     if (host::faults().hit(host::Call::kCopyFromUser)) return bytes;
     if (bytes == 0) return 0;
@@ -76,6 +79,7 @@ u64 platform_copy_from_user(void* dest, u64 address, u64 bytes) {
 }
 
 u64 platform_copy_to_user(u64 address, const void* source, u64 bytes) {
+    host_journal("platform_copy_to_user 0x%llx %llu", address, bytes);
     host::might_sleep("platform_copy_to_user");
     if (host::faults().hit(host::Call::kCopyToUser)) return bytes;
     if (bytes == 0) return 0;

@@ -5,6 +5,7 @@
 #include "platform/common/service_status.h"
 #include "platform/host/board.h"
 #include "platform/host/checker.h"
+#include "platform/host/journal.h"
 #include "platform/xml.h"
 
 namespace {
@@ -50,6 +51,7 @@ u32 count_elements(pugi::xml_node node) {
 }  // namespace
 
 u32 xml_get_entry_list(u32 inst, const char* top, const char* node, xml_entry** list, u32* count) {
+    host_journal("xml_get_entry_list 0x%x %s %s", inst, top, node);
     u32 code = 0;
     if (refused(&code)) return code;
     const pugi::xml_node found = find_node(inst, top, node);
@@ -60,6 +62,7 @@ u32 xml_get_entry_list(u32 inst, const char* top, const char* node, xml_entry** 
 }
 
 u32 xml_get_entry_num(u32 inst, const char* top, const char* node, u32* count) {
+    host_journal("xml_get_entry_num 0x%x %s %s", inst, top, node);
     u32 code = 0;
     if (refused(&code)) return code;
     const pugi::xml_node found = find_node(inst, top, node);
@@ -69,6 +72,7 @@ u32 xml_get_entry_num(u32 inst, const char* top, const char* node, u32* count) {
 }
 
 u32 xml_get_attr_value_u32(const void* element, const char* attribute, u32* value) {
+    host_journal("xml_get_attr_value_u32 %s", attribute);
     u32 code = 0;
     if (refused(&code)) return code;
     const pugi::xml_attribute found = find_attribute(element, attribute);
@@ -76,6 +80,7 @@ u32 xml_get_attr_value_u32(const void* element, const char* attribute, u32* valu
 }
 
 u32 xml_get_attr_string(const void* element, const char* attribute, char* buffer, u32 capacity) {
+    host_journal("xml_get_attr_string %s %u", attribute, capacity);
     u32 code = 0;
     if (refused(&code)) return code;
     const pugi::xml_attribute found = find_attribute(element, attribute);
@@ -84,6 +89,7 @@ u32 xml_get_attr_string(const void* element, const char* attribute, char* buffer
 
 u32 xml_get_element_value_u32(u32 inst, const char* top, const char* node, const char* entry,
                               const char* key, u32* value) {
+    host_journal("xml_get_element_value_u32 0x%x %s %s %s %s", inst, top, node, entry, key);
     u32 code = 0;
     if (refused(&code)) return code;
     const pugi::xml_node found = find_node(inst, top, node).child(entry).child(key);
@@ -92,6 +98,8 @@ u32 xml_get_element_value_u32(u32 inst, const char* top, const char* node, const
 
 u32 xml_get_element_string(u32 inst, const char* top, const char* node, const char* entry,
                            const char* key, char* buffer, u32 capacity) {
+    host_journal("xml_get_element_string 0x%x %s %s %s %s %u", inst, top, node, entry, key,
+                 capacity);
     u32 code = 0;
     if (refused(&code)) return code;
     const pugi::xml_node found = find_node(inst, top, node).child(entry).child(key);
@@ -99,6 +107,7 @@ u32 xml_get_element_string(u32 inst, const char* top, const char* node, const ch
 }
 
 u32 xml_is_node_exist(u32 inst, const char* top, const char* node, u32* exists) {
+    host_journal("xml_is_node_exist 0x%x %s %s", inst, top, node);
     u32 code = 0;
     if (refused(&code)) return code;
     *exists = find_node(inst, top, node) ? 1 : 0;

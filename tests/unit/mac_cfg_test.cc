@@ -1,41 +1,19 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // The configuration of the listings: both XML layouts and the storage positions.
-#include "config/mac_cfg.h"
-
-#include <cstring>
-
-#include "config/mac_config.h"
 #include "platform/common/service_status.h"
 #include "platform/host/memory_service.h"
-#include "tests/support/fixture.h"
+#include "tests/support/cfg_fixture.h"
 
 namespace {
 
 using host::Call;
-using test::Log;
+using test::element;
+using test::old_entry;
+using test::record_of;
 
 constexpr u32 kDefault = 0xffffffff;
 
-class MacCfg : public test::PlatformTest {
-protected:
-    void load(const std::string& nodes) {
-        use_board(test::board_with("<mac_mng>" + nodes + "</mac_mng>"));
-        EXPECT_EQ(mac_config_init(22, "mac_mng"), 0);
-        take_log();
-    }
-    ~MacCfg() override { EXPECT_EQ(take_log(3), Log{}) << "nothing is logged"; }
-
-    static std::vector<mac_cfg_entry> records() {
-        std::vector<mac_cfg_entry> result;
-        g_mac_config.cfg_list.for_each(
-            [&](const mac_cfg_entry* record) { result.push_back(*record); });
-        return result;
-    }
-};
-
-std::string element(const std::string& key, const std::string& value) {
-    return "<" + key + ">" + value + "</" + key + ">";
-}
+using MacCfg = test::CfgTest;
 
 TEST_F(MacCfg, NewLayout_AllValuesGiven_AreRead) {
     load("<mac><entry0>" + element("mac_type", "0x40") + element("drv_name", "drv_mac_eeprom") +
@@ -182,12 +160,6 @@ TEST_F(MacCfg, NodeExist_NeedsACallAndAFlag) {
     EXPECT_EQ(drv_mac_node_exist(kDefault, "mac"), 0u);
 }
 
-std::string old_entry(const std::string& id, const std::string& chip, const std::string& channel,
-                      const std::string& driver, const std::string& more = "") {
-    return element("id", id) + element("chip_id", chip) + element("channel", channel) +
-           element("drv_name", driver) + more;
-}
-
 TEST_F(MacCfg, OldLayout_MainAndSpare_AreJoined) {
     load("<mac_storage_main><entry0>" +
          old_entry("3", "264", "0x10", "drv_mac_env",
@@ -300,17 +272,6 @@ TEST_F(MacCfg, OldToNew_EveryTextCanFail) {
     EXPECT_EQ(drv_mac_old_cfg_to_new(1, &bad, &good, &record), 0x81160003u);
     bad.found = 1;
     EXPECT_EQ(drv_mac_old_cfg_to_new(1, &good, &bad, &record), 0x81160003u);
-}
-
-mac_cfg_entry record_of(const char* driver, u32 inst, u32 type, u32 partition) {
-    mac_cfg_entry record{};
-    std::strcpy(record.drv_name, driver);
-    record.inst_id = inst;
-    record.mac_type = type;
-    record.eeprom_partition_type = partition;
-    record.section_id = 0xffffffff;
-    record.spare_section_id = 0xffffffff;
-    return record;
 }
 
 TEST_F(MacCfg, FlashDefault_EveryRow) {

@@ -5,6 +5,7 @@
 #include "platform/host/memory_service.h"
 #include "platform/memory.h"
 #include "tests/support/fixture.h"
+#include "tests/support/journal.h"
 
 namespace {
 
@@ -61,6 +62,76 @@ TEST_F(MacConfig, Init_NameTooLong_Fails) {
     EXPECT_EQ(take_log(), (Log{{2, "mac enter initialize config."},
                                {1, "mac config init memory copy fail err_no = 34"}}));
     EXPECT_EQ(mac_config_init(22, std::string(39, 'n').c_str()), 0);
+}
+
+TEST_F(MacConfig, Names_AreCopiedInto_FortyCharacters) {
+    test::Journal journal({"strncpy_s", "memset_s"});
+    EXPECT_EQ(mac_config_init(22, "mac_mng"), 0);
+    const size_t bytes = sizeof(g_mac_config);
+    EXPECT_EQ(journal.take(), (test::Journal::Calls{test::text("memset_s %zu %zu", bytes, bytes),
+                                                    "strncpy_s 40 7"}));
+    EXPECT_EQ(mac_create_config(3, "name"), 0);
+    EXPECT_EQ(journal.take(), (test::Journal::Calls{"strncpy_s 40 4"}));
+    const mac_entry entry = make_template(3, 2, 0x4d08);
+    (void)journal.take();
+    EXPECT_EQ(mac_create_entry(&entry), 0);
+    EXPECT_EQ(journal.take(), (test::Journal::Calls{"strncpy_s 40 13", "strncpy_s 40 4"}))
+        << "the driver's name, then the storage's";
+}
+
+TEST_F(MacConfig, CreateEntry_NameWithoutAnEnd_IsRefused) {
+    ASSERT_EQ(mac_create_config(3, "n"), 0);
+    const auto before = host::heap_use().blocks;
+    mac_entry entry{};
+    entry.inst_id = 3;
+    std::fill(std::begin(entry.storage_name), std::end(entry.storage_name), 's');
+    EXPECT_EQ(mac_create_entry(&entry), -1);
+    EXPECT_EQ(take_log(), (Log{{1, "mac create entry string copy fail err_no = 34"}}));
+    entry.storage_name[39] = '\0';
+    std::fill(std::begin(entry.drv_name), std::end(entry.drv_name), 'd');
+    EXPECT_EQ(mac_create_entry(&entry), -1);
+    EXPECT_EQ(take_log(), (Log{{1, "mac create entry string set fail err_no = 34"}}));
+    EXPECT_EQ(host::heap_use().blocks, before);
+    EXPECT_EQ(mac_config_find_by_instid(3)->entry_num, 0u);
+    entry.drv_name[39] = '\0';
+    EXPECT_EQ(mac_create_entry(&entry), 0);
+    const mac_entry* const found = mac_entery_find_by_device(3, 0, 0);
+    ASSERT_NE(found, nullptr);
+    EXPECT_EQ(found->drv_name, std::string(39, 'd'));
+    EXPECT_EQ(found->storage_name, std::string(39, 's'));
+}
+
+TEST_F(MacConfig, FailedCreation_LeavesTheRegistry) {
+    ASSERT_EQ(mac_create_config(3, "n"), 0);
+    const mac_inst_config* const only = mac_config_find_by_instid(3);
+    host::faults().fail(Call::kZalloc);
+    EXPECT_EQ(mac_create_config(4, "n"), -1);
+    EXPECT_EQ(mac_create_config(4, std::string(40, 'n').c_str()), -1);
+    EXPECT_EQ(mac_create_config(3, "n"), -1);
+    EXPECT_EQ(g_mac_config.config_list.first(), only);
+    EXPECT_EQ(g_mac_config.config_list.after(only), nullptr);
+    EXPECT_EQ(mac_config_find_by_instid(4), nullptr);
+    host::faults().fail(Call::kZalloc);
+    const mac_entry entry = make_template(3, 2, 0x4d08);
+    EXPECT_EQ(mac_create_entry(&entry), -1);
+    EXPECT_EQ(only->entry_num, 0u);
+    EXPECT_TRUE(only->entry_list.empty());
+}
+
+TEST_F(MacConfig, Records_StandInTheOrderOfInsertion) {
+    // More than the table has chains.
+    for (u32 inst = 0; inst < 100; ++inst) ASSERT_EQ(mac_create_config(inst, "n"), 0);
+    u32 inst = 0;
+    g_mac_config.config_list.for_each([&inst](const mac_inst_config* config) {
+        EXPECT_EQ(config->inst_id, inst++);
+        EXPECT_EQ(mac_config_find_by_instid(config->inst_id), config);
+    });
+    for (inst = 0; inst < 100; inst += 2) mac_remove_config(mac_config_find_by_instid(inst));
+    for (inst = 0; inst < 100; ++inst) {
+        EXPECT_EQ(mac_config_find_by_instid(inst) != nullptr, inst % 2 == 1) << inst;
+    }
+    mac_delete_config();
+    for (inst = 0; inst < 100; ++inst) EXPECT_EQ(mac_config_find_by_instid(inst), nullptr);
 }
 
 TEST_F(MacConfig, CreateConfig_MakesARecord) {
@@ -208,6 +279,33 @@ TEST_F(MacConfig, RefusedLink_StillCounts) {
     EXPECT_EQ(config->entry_num, 2u);
     EXPECT_EQ(config->entry_list.first(), stray);
     EXPECT_EQ(config->entry_list.after(stray), nullptr);
+}
+
+TEST_F(MacConfig, NodesThatWereNeverLinked_AreFreedAllTheSame) {
+    ASSERT_EQ(mac_create_config(3, "n"), 0);
+    const mac_entry entry = make_template(3, 2, 0x4d08);
+    ASSERT_EQ(mac_create_entry(&entry), 0);
+    mac_inst_config* const config = mac_config_find_by_instid(3);
+    const auto before = host::heap_use().blocks;
+    auto* const stray = static_cast<mac_entry*>(platform_zalloc(sizeof(mac_entry)));
+    stray->inst_id = 3;
+    mac_remove_entry(stray);
+    EXPECT_EQ(config->entry_num, 0u) << "counted down without a look";
+    EXPECT_NE(mac_entery_find_by_device(3, 2, 0x4d08), nullptr) << "the list is as it was";
+    auto* const other = static_cast<mac_inst_config*>(platform_zalloc(sizeof(mac_inst_config)));
+    other->inst_id = 9;
+    mac_remove_config(other);
+    EXPECT_EQ(mac_config_find_by_instid(3), config);
+    EXPECT_EQ(host::heap_use().blocks, before);
+}
+
+TEST_F(MacConfig, InsertConfig_ThatTheListRefuses_IsNotFound) {
+    auto* const config = static_cast<mac_inst_config*>(platform_zalloc(sizeof(mac_inst_config)));
+    config->inst_id = 3;
+    g_mac_config.config_list = {};
+    mac_insert_config(config);
+    EXPECT_EQ(mac_config_find_by_instid(3), nullptr);
+    platform_free(config);
 }
 
 TEST_F(MacConfig, NullArguments_AreIgnored) {

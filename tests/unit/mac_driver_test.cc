@@ -8,6 +8,7 @@
 #include "storage/formats/mac_router.h"
 #include "storage/media/mac_media.h"
 #include "tests/support/fixture.h"
+#include "tests/support/journal.h"
 
 namespace {
 
@@ -142,6 +143,9 @@ TEST_F(MacDriverTest, Init_NameTooLong_Fails) {
     EXPECT_EQ(mac_drv_init(22, std::string(40, 'n').c_str()), -14);
     EXPECT_EQ(take_log(), (Log{{2, "mac enter initialize drv."},
                                {1, "mac drv init string copy fail err_no = 34"}}));
+    EXPECT_EQ(host::driver_count(), 0u);
+    EXPECT_EQ(mac_drv_init(22, std::string(39, 'n').c_str()), 0) << "39 and their end fit";
+    EXPECT_EQ(std::string(g_mac_drv.name), std::string(39, 'n'));
 }
 
 TEST_F(MacDriverTest, Init_EveryCreateFails_StillSucceeds) {
@@ -207,6 +211,45 @@ TEST_F(MacDriverTest, Unbind_FreesTheOperations) {
     mac_driver_unbind(&driver);
     EXPECT_EQ(driver.ops, nullptr);
     EXPECT_EQ(host::heap_use().blocks, 0u);
+}
+
+TEST_F(MacDriverTest, Delete_UnregistersThenUnbindsThenFrees) {
+    ASSERT_EQ(mac_driver_create(3), 0);
+    const MacDriver* const driver = mac_driver_find_by_medium(3);
+    ASSERT_EQ(host::heap_use().blocks, 2u) << "the object and its operations";
+    test::Journal journal({"module_driver_"});
+    size_t blocks = 0;
+    const MacDriverOps* ops = nullptr;
+    journal.at("module_driver_unregister", [&] {
+        blocks = host::heap_use().blocks;
+        ops = driver->ops;
+    });
+    mac_driver_delete(3);
+    EXPECT_EQ(journal.take(), (test::Journal::Calls{"module_driver_unregister drv_mac_env"}));
+    EXPECT_EQ(blocks, 2u) << "still bound and there";
+    EXPECT_NE(ops, nullptr) << "nobody finds a driver without operations";
+    EXPECT_EQ(host::heap_use().blocks, 0u) << "operations and object are freed";
+}
+
+TEST_F(MacDriverTest, Exit_DeletesInTheOrderOfCreation) {
+    test::Journal journal({"module_driver_"});
+    ASSERT_EQ(mac_drv_init(22, "mac_mng"), 0);
+    test::Journal::Calls expected;
+    for (const Expected& row : kExpected) {
+        expected.push_back(std::string("module_driver_register ") + row.name);
+    }
+    EXPECT_EQ(journal.take(), expected);
+    mac_drv_exit();
+    for (std::string& call : expected) call.replace(0, 22, "module_driver_unregister");
+    EXPECT_EQ(journal.take(), expected);
+}
+
+TEST_F(MacDriverTest, Create_BindsBeforeItRegisters) {
+    bool bound = false;
+    host::faults().at_use(Call::kDriverRegister, 1,
+                          [&bound] { bound = host::heap_use().blocks == 2; });
+    ASSERT_EQ(mac_driver_create(0), 0);
+    EXPECT_TRUE(bound);
 }
 
 TEST_F(MacDriverTest, Delete_NeverCreated_DoesNothing) {

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 #include "config/mac_entery_xml.h"
 
+#include <cstring>
+
+#include "platform/xml.h"
 #include "tests/support/fixture.h"
+#include "tests/support/journal.h"
 
 namespace {
 
@@ -42,6 +46,124 @@ TEST_F(MacEnteryXml, Init_LoadsBothNodes) {
     ASSERT_NE(entry, nullptr);
     EXPECT_STREQ(entry->drv_name, "drv_mac_eeprom");
     EXPECT_EQ(take_log(), Log{});
+}
+
+TEST_F(MacEnteryXml, Init_ReadsMainThenSpare_AttributesInOrder) {
+    const std::string entry = test::entry_xml(0, 0, "d", 1, 1, 1, "s");
+    use_board(test::board_with(test::tree_xml(entry + entry, entry)));
+    ASSERT_EQ(mac_config_init(22, "mac_mng"), 0);
+    test::Journal journal({"xml_"});
+    EXPECT_EQ(mac_config_xml_init(kDefault, "n"), 0);
+    const test::Journal::Calls attributes = {
+        "xml_get_attr_value_u32 id",      "xml_get_attr_string drv_name 40",
+        "xml_get_attr_value_u32 chip_id", "xml_get_attr_value_u32 channel",
+        "xml_get_attr_value_u32 mac_num", "xml_get_attr_string storage_name 40"};
+    test::Journal::Calls expected = {"xml_get_entry_list 0xffffffff mac_mng mac_storage_main"};
+    expected.insert(expected.end(), attributes.begin(), attributes.end());
+    expected.insert(expected.end(), attributes.begin(), attributes.end());
+    expected.push_back("xml_get_entry_list 0xffffffff mac_mng mac_storage_spare");
+    expected.insert(expected.end(), attributes.begin(), attributes.end());
+    EXPECT_EQ(journal.take(), expected);
+    std::vector<u32> codes;
+    mac_config_find_by_instid(kDefault)->entry_list.for_each(
+        [&codes](const mac_entry* one) { codes.push_back(one->storage_code); });
+    EXPECT_EQ(codes, (std::vector<u32>{0x4d08, 0x4d08, 0x4d09}));
+}
+
+TEST_F(MacEnteryXml, TwelveEntries_AreAllLoaded) {
+    std::string main;
+    for (u32 id = 64; id < 76; ++id) main += test::entry_xml(id, id, "d", id, 2 * id, 3 * id);
+    load(main, "");
+    EXPECT_EQ(mac_config_find_by_instid(kDefault)->entry_num, 12u);
+    for (u32 id = 64; id < 76; ++id) {
+        const mac_entry* const entry = find(id, 0x4d08);
+        ASSERT_NE(entry, nullptr) << id;
+        EXPECT_EQ(entry->chip_id, id);
+        EXPECT_EQ(entry->channel, 2 * id);
+        EXPECT_EQ(entry->mac_num, 3 * id);
+    }
+}
+
+TEST_F(MacEnteryXml, EntryAfterAFullOne_TakesItsOwnDefaults) {
+    load(test::entry_xml(0, 0, "d", 5, 6, 7, "first") +
+             R"(<e id="1" drv_name="d" chip_id="2" channel="3"/>)",
+         "");
+    const mac_entry* const entry = find(1, 0x4d08);
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(entry->mac_num, 1u);
+    EXPECT_STREQ(entry->storage_name, "") << "not the name of the entry before";
+}
+
+TEST_F(MacEnteryXml, CountThatIsNoNumber_IsOne) {
+    for (const char* const num : {"", "four", "-1", "0x100000000", "4 "}) {
+        load(test::text(R"(<e id="1" drv_name="d" chip_id="2" channel="3" mac_num="%s"/>)", num),
+             "");
+        ASSERT_NE(find(1, 0x4d08), nullptr) << num;
+        EXPECT_EQ(find(1, 0x4d08)->mac_num, 1u) << num;
+        mac_config_exit();
+    }
+}
+
+TEST_F(MacEnteryXml, Names_OfThirtyNineCharacters_AreTheLongest) {
+    const std::string driver(39, 'd');
+    const std::string storage(39, 's');
+    load(test::entry_xml(0, 0, driver, 1, 1, 1, storage), "");
+    ASSERT_NE(find(0, 0x4d08), nullptr);
+    EXPECT_EQ(find(0, 0x4d08)->drv_name, driver);
+    EXPECT_EQ(find(0, 0x4d08)->storage_name, storage);
+}
+
+TEST_F(MacEnteryXml, Status_FirstFailure_LeavesTheAttributesBehindIt) {
+    const char* const attributes[] = {"id=\"1\" ", "drv_name=\"d\" ", "chip_id=\"2\" ",
+                                      "channel=\"3\" "};
+    for (size_t missing = 0; missing < 4; ++missing) {
+        std::string element = "<e ";
+        for (size_t i = 0; i < 4; ++i) element += i == missing ? "" : attributes[i];
+        use_board(
+            test::board_with(test::tree_xml("", element + "mac_num=\"4\" storage_name=\"s\"/>")));
+        xml_entry* list = nullptr;
+        u32 count = 0;
+        ASSERT_EQ(xml_get_entry_list(kDefault, "mac_mng", "mac_storage_spare", &list, &count), 0u);
+        mac_entry entry;
+        std::memset(&entry, 0x5a, sizeof(entry));
+        EXPECT_EQ(mac_entery_xml_status(9, "mac_storage_spare", list->element, &entry), -1);
+        EXPECT_EQ(entry.inst_id, 9u);
+        EXPECT_EQ(entry.storage_code, 0x4d09u);
+        EXPECT_EQ(entry.id, missing > 0 ? 1u : 0x5a5a5a5au);
+        EXPECT_EQ(entry.drv_name[0], missing > 1 ? 'd' : 0x5a);
+        EXPECT_EQ(entry.chip_id, missing > 2 ? 2u : 0x5a5a5a5au);
+        EXPECT_EQ(entry.channel, 0x5a5a5a5au);
+        EXPECT_EQ(entry.mac_num, 0x5a5a5a5au);
+        EXPECT_EQ(entry.storage_name[0], 0x5a);
+    }
+}
+
+TEST_F(MacEnteryXml, Status_UnknownNode_HasTheCodeZero) {
+    use_board(test::board_with(test::tree_xml(test::entry_xml(0, 1, "d", 2, 3, 4), "")));
+    xml_entry* list = nullptr;
+    u32 count = 0;
+    ASSERT_EQ(xml_get_entry_list(kDefault, "mac_mng", "mac_storage_main", &list, &count), 0u);
+    mac_entry entry{};
+    entry.storage_code = 7;
+    EXPECT_EQ(mac_entery_xml_status(9, "other", list->element, &entry), 0);
+    EXPECT_EQ(entry.storage_code, 0u);
+    EXPECT_EQ(entry.id, 1u);
+    EXPECT_EQ(take_log(), (Log{{1, "mac entery other find xml ioctl fail."}}));
+}
+
+TEST_F(MacEnteryXml, ListThatFails_OrIsEmpty_IsPassedInSilence) {
+    use_board(test::board_with(test::tree_xml("", test::entry_xml(0, 3, "d", 1, 1, 1))));
+    ASSERT_EQ(mac_config_init(22, "mac_mng"), 0);
+    take_log();
+    host::faults().fail(Call::kMemset, 1, 22);
+    EXPECT_EQ(mac_config_xml_init(kDefault, "n"), 0);
+    EXPECT_EQ(take_log(), (Log{{1, "mac entery xml init memory set fail err_no = 22"}}))
+        << "the spare's entry: the empty main node has none";
+    mac_config_xml_exit(kDefault);
+    host::faults().fail(Call::kXml, 1, 7);
+    EXPECT_EQ(mac_config_xml_init(kDefault, "n"), 0);
+    EXPECT_EQ(take_log(), Log{});
+    EXPECT_NE(find(3, 0x4d09), nullptr) << "the other node is loaded all the same";
 }
 
 TEST_F(MacEnteryXml, OptionalAttributes_HaveDefaults) {

@@ -1,96 +1,38 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // The five record formats against the tests' own encoder.
-#include "storage/formats/mac_kolbe.h"
-#include "storage/formats/mac_qolt.h"
-#include "storage/formats/mac_router.h"
-#include "tests/support/encoder.h"
-#include "tests/support/fixture.h"
+#include "tests/support/formats.h"
 
 namespace {
 
+using test::build;
+using test::Built;
 using test::bytes;
+using test::decode;
+using test::Decoded;
+using test::GetFormat;
+using test::kAllFormats;
+using test::kGoodFlag;
+using test::kInvalid;
+using test::kLength;
+using test::kMismatch;
+using test::kNoneFlag;
+using test::kNull;
+using test::kOk;
+using test::kQoltFlag;
+using test::kReadyFlag;
+using test::kShort;
+using test::kTag;
 using test::Mac;
+using test::NamedFormat;
 using test::Record;
+using test::SetFormat;
 
 constexpr Mac kBase = {0x00, 0x11, 0x22, 0x33, 0x44, 0xfe};
-constexpr u32 kOk = 0;
-constexpr u32 kNull = 0x811601a1;
-constexpr u32 kInvalid = 0x811601a2;
-constexpr u32 kMismatch = 0x811601a7;
-constexpr u32 kShort = 0x811601ad;
-constexpr u32 kTag = 0x811601ae;
-constexpr u32 kLength = 0x811601b3;
-constexpr u64 kQoltFlag = 0x514f4c54;
-constexpr u64 kGoodFlag = 0x474f4f44;
-constexpr u64 kNoneFlag = 0x4e4f4e45;
-constexpr u64 kReadyFlag = 0x4d41435245414459;
 
-// What a get_format leaves in its outputs.
-struct Decoded {
-    u64 flag = 0x1111;
-    Mac mac = {9, 9, 9, 9, 9, 9};
-    u32 num = 0x2222;
-    u32 crc = 0x3333;
-
-    bool operator==(const Decoded&) const = default;
-};
-
-void PrintTo(const Decoded& decoded, std::ostream* out) {
-    *out << test::text("flag %llx mac %s num %u crc %x", decoded.flag,
-                       test::hex({decoded.mac.begin(), decoded.mac.end()}).c_str(), decoded.num,
-                       decoded.crc);
-}
-
-using SetFormat = u32 (*)(const u8*, u32, u8*, u32, u64*, u32*);
-using GetFormat = u32 (*)(const u8*, u32, u64*, u8*, u32*, u32*);
-
-// Runs get_format over a record; bytes behind `length` belong to the test.
-u32 decode(GetFormat get, const Record& record, size_t length, Decoded* decoded) {
-    return get(record.data(), static_cast<u32>(length), &decoded->flag, decoded->mac.data(),
-               &decoded->num, &decoded->crc);
-}
-
-u32 decode(GetFormat get, const Record& record, Decoded* decoded) {
-    return decode(get, record, record.size(), decoded);
-}
-
-struct Built {
-    u32 result;
-    Record buf;
-    u64 flag = 0;
-    u32 crc = 0;
-};
-
-Built build(SetFormat set, const Mac& mac, u32 num, size_t length, u8 fill = 0) {
-    Built built{0, Record(length, fill)};
-    built.result =
-        set(mac.data(), num, built.buf.data(), static_cast<u32>(length), &built.flag, &built.crc);
-    return built;
-}
-
-class Formats : public test::PlatformTest {
-protected:
-    Formats() { use_board(test::board_with("")); }
-    ~Formats() override { EXPECT_EQ(take_log(3), test::Log{}) << "formats log nothing"; }
-};
-
-struct NamedFormat {
-    const char* name;
-    SetFormat set;
-    GetFormat get;
-    size_t minimum;  // buffer that get_format wants for one address
-};
-
-const NamedFormat kAll[] = {
-    {"qolt", mac_qolt_set_format, mac_qolt_get_format, 16},
-    {"router in", mac_router_incrc_set_format, mac_router_incrc_get_format, 22},
-    {"router no", mac_router_nocrc_set_format, mac_router_nocrc_get_format, 22},
-    {"kolbe in", mac_kolbe_incrc_set_format, mac_kolbe_incrc_get_format, 54},
-    {"kolbe no", mac_kolbe_nocrc_set_format, mac_kolbe_nocrc_get_format, 54},
-};
+using Formats = test::FormatTest;
 
 TEST_F(Formats, Set_NullPointers_ComeBeforeTheBuffer) {
-    for (const NamedFormat& format : kAll) {
+    for (const NamedFormat& format : kAllFormats) {
         Record buf(64);
         u64 flag = 0;
         u32 crc = 0;
@@ -105,7 +47,7 @@ TEST_F(Formats, Set_NullPointers_ComeBeforeTheBuffer) {
 }
 
 TEST_F(Formats, Get_NullPointers_ComeBeforeTheBuffer) {
-    for (const NamedFormat& format : kAll) {
+    for (const NamedFormat& format : kAllFormats) {
         const Record buf(64);
         Decoded d;
         d.num = 1;
@@ -120,7 +62,7 @@ TEST_F(Formats, Get_NullPointers_ComeBeforeTheBuffer) {
 }
 
 TEST_F(Formats, EveryBufferBelowTheMinimum_IsRefused) {
-    for (const NamedFormat& format : kAll) {
+    for (const NamedFormat& format : kAllFormats) {
         for (size_t length = 0; length < format.minimum; ++length) {
             const Record buf(64);
             Decoded d;
@@ -137,7 +79,7 @@ TEST_F(Formats, EveryBufferBelowTheMinimum_IsRefused) {
 
 TEST_F(Formats, AbsurdCounts_AreRefusedWithoutWalking) {
     // 6 * 0x2aaaaaab wraps to 2 in 32 bits.
-    for (const NamedFormat& format : kAll) {
+    for (const NamedFormat& format : kAllFormats) {
         if (format.set == mac_qolt_set_format) continue;
         for (const u32 num : {0x2aaaaaabu, 0xffffffffu}) {
             EXPECT_EQ(build(format.set, kBase, num, 64).result, kInvalid) << format.name;

@@ -6,6 +6,7 @@
 #include "platform/env.h"
 #include "tests/support/encoder.h"
 #include "tests/support/fixture.h"
+#include "tests/support/journal.h"
 
 namespace {
 
@@ -82,6 +83,31 @@ TEST_F(MacMedia, UnknownChip_IsTheServicesCode) {
     }
 }
 
+TEST_F(MacMedia, ServicesAreGiven_TheArgumentsAsTheyAre) {
+    const char* const functions[] = {"drv_flash_read", "drv_flash_write", "drv_eeprom_read_data",
+                                     "drv_eeprom_write_data"};
+    Record buf(16);
+    for (size_t i = 0; i < std::size(kAdapters); ++i) {
+        test::Journal journal({"drv_"});
+        (void)kAdapters[i].op(0x8000001f, "name", 0x90000002, 0xa0000003, buf.data(), 13);
+        EXPECT_EQ(journal.take(), (test::Journal::Calls{test::text(
+                                      "%s 0x8000001f 2415919106 2684354563 13", functions[i])}));
+    }
+}
+
+TEST_F(MacMedia, Failure_OfAnyLength_IsLoggedAsItIs) {
+    for (const Adapter& adapter : kAdapters) {
+        u8 byte = 0;
+        host::faults().fail(adapter.call, 1, 0x80000000);
+        EXPECT_EQ(adapter.op(0xffffffff, "n", 0x80000001, 0x80000002, &byte, 0x80000003),
+                  0x80000000u);
+        EXPECT_EQ(take_log(),
+                  (Log{{2, test::text("mac inst 0xffffffff %s chip[0x80000001-0x80000002] "
+                                      "len[-2147483645] invalid ret[0x80000000].",
+                                      adapter.word)}}));
+    }
+}
+
 class MacEnv : public MacMedia {
 protected:
     static std::string variable(const char* name) {
@@ -123,6 +149,62 @@ TEST_F(MacEnv, Write_NameCannotBeFormed_Fails) {
     EXPECT_EQ(mac_env_write(7, long_name.c_str(), 0, 0, record.data(), 16), 0xffffffffu);
     EXPECT_EQ(take_log().back(), (test::Line{2, "mac env write format invalid."}));
     EXPECT_EQ(host::faults().uses(Call::kEnvSet), 0u);
+}
+
+TEST_F(MacEnv, Names_OfFiftyNineCharacters_StillTakeTheSuffix) {
+    const std::string name(59, 'n');
+    Record record = test::qolt(kBase, 16);
+    EXPECT_EQ(mac_env_write(7, name.c_str(), 0, 0, record.data(), 16), 0u);
+    EXPECT_EQ(variable((name + "_num").c_str()), "00000010");
+    record.assign(16, 0);
+    EXPECT_EQ(mac_env_read(7, name.c_str(), 0, 0, record.data(), 16), 0u);
+    EXPECT_EQ(record, test::qolt(kBase, 16));
+}
+
+TEST_F(MacEnv, Texts_HaveRoomForSixtyFour) {
+    test::Journal journal({"sprintf_s", "drv_env_"});
+    Record record = test::qolt(kBase, 16);
+    EXPECT_EQ(mac_env_write(7, "m0", 0, 0, record.data(), 16), 0u);
+    EXPECT_EQ(journal.take(),
+              (test::Journal::Calls{"sprintf_s 64", "drv_env_set m0_num 00000010", "drv_env_save",
+                                    "drv_env_set m0 00:11:22:33:44:55", "drv_env_save"}));
+    EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 16), 0u);
+    EXPECT_EQ(journal.take(),
+              (test::Journal::Calls{"sprintf_s 64", "drv_env_get m0_num 64", "drv_env_get m0 64"}));
+}
+
+TEST_F(MacEnv, Values_OfSixtyThreeCharacters_AreTheLongest) {
+    const std::string tail(46, ' ');
+    set("m0", ("00:11:22:33:44:55" + tail).c_str());
+    set("m0_num", ("0000abcd" + tail + std::string(9, ' ')).c_str());
+    Record record(16);
+    EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 16), 0u);
+    EXPECT_EQ(record, test::qolt(kBase, 0xabcd));
+    take_log();
+    set("m0_num", ("0000abcd" + tail + std::string(10, ' ')).c_str());
+    EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 16), 0u);
+    EXPECT_EQ(record, test::qolt(kBase, 16)) << "a count that does not fit is missing";
+    EXPECT_EQ(take_log()[0], (test::Line{2, test::text("mac name m0_num env_r invalid ret[0x%x].",
+                                                       u32{SERVICE_ENV_TOO_LONG})}));
+    set("m0", ("00:11:22:33:44:55" + tail + " ").c_str());
+    EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 16), u32{SERVICE_ENV_TOO_LONG});
+}
+
+TEST_F(MacEnv, Write_DumpsTheRecordBeforeItStores) {
+    Record record = test::qolt(kBase, 16);
+    record.resize(20, 0x5a);
+    const Log dump = {{2, "mac inst 0x7 name m0 rw 1 data[20]:" + test::hex(record) + "."}};
+    Log before;
+    host::faults().at_use(Call::kEnvSet, 1, [&] { before = take_log(); });
+    EXPECT_EQ(mac_env_write(7, "m0", 0, 0, record.data(), 20), 0u);
+    EXPECT_EQ(before, dump) << "all that it was given, also what is not stored";
+    EXPECT_EQ(take_log(), Log{});
+    host::faults().fail(Call::kSprintf);
+    EXPECT_EQ(mac_env_write(7, "m0", 0, 0, record.data(), 20), 0xffffffffu);
+    EXPECT_EQ(take_log(), (Log{dump[0], {2, "mac env write format invalid."}}));
+    EXPECT_EQ(mac_env_write(7, "m0", 0, 0, record.data(), 14), 0u);
+    EXPECT_EQ(take_log(),
+              (Log{{2, "mac inst 0x7 name m0 rw 1 data[14]:" + test::hex(record, 0, 14) + "."}}));
 }
 
 TEST_F(MacEnv, Write_CountFails_LeavesTheAddress) {
@@ -185,6 +267,14 @@ TEST_F(MacEnv, Read_CharactersThatAreNoDigits_RepeatTheLastDigit) {
     EXPECT_EQ(test::hex(record, 8, 6), "2ababa00000f");
 }
 
+TEST_F(MacEnv, Read_CountMissing_LeavesTheDigitsAtZero) {
+    set("m0", "zz:z1:2z:zz:00:00");
+    Record record(16);
+    EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 16), 0u);
+    EXPECT_EQ(test::hex(record, 4, 4), "00000010") << "the default is no text with digits";
+    EXPECT_EQ(test::hex(record, 8, 6), "000121210000");
+}
+
 TEST_F(MacEnv, Read_ShortTexts_ReadAsNoDigits) {
     set("m0_num", "1");
     set("m0", "ab");
@@ -225,9 +315,34 @@ TEST_F(MacEnv, Read_NullBuffer_FailsInSilence) {
 
 TEST_F(MacEnv, Read_AnyLength_FillsSixteenBytes) {
     set("m0", "00:11:22:33:44:55");
-    Record record(16);
+    Record record(20, 0x5a);
     EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 1), 0u);
-    EXPECT_EQ(record, test::qolt(kBase, 16));
+    Record expected = test::qolt(kBase, 16);
+    expected.resize(20, 0x5a);
+    EXPECT_EQ(record, expected);
+    EXPECT_EQ(take_log().back(), (test::Line{2, "mac inst 0x7 name m0 rw 0 data[1]:51."}))
+        << "the dump is of the length that was given";
+    EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 20), 0u);
+    EXPECT_EQ(take_log().back(),
+              (test::Line{2, "mac inst 0x7 name m0 rw 0 data[20]:" + test::hex(expected) + "."}));
+}
+
+TEST_F(MacEnv, ReadInf_SaysWhatIsMissing) {
+    set("m0", "00:11:22:33:44:55");
+    u32 count_missing = 0;
+    char count_text[64] = "before";
+    char mac_text[64] = "";
+    char count_name[64] = "";
+    EXPECT_EQ(mac_env_read_inf("m0", &count_missing, count_text, mac_text, count_name), 0);
+    EXPECT_EQ(count_missing, 1u);
+    EXPECT_STREQ(count_text, "before");
+    EXPECT_STREQ(mac_text, "00:11:22:33:44:55");
+    EXPECT_STREQ(count_name, "m0_num");
+    set("m0_num", "00000004");
+    count_missing = 0;
+    EXPECT_EQ(mac_env_read_inf("m0", &count_missing, count_text, mac_text, count_name), 0);
+    EXPECT_EQ(count_missing, 0u);
+    EXPECT_STREQ(count_text, "00000004");
 }
 
 }  // namespace

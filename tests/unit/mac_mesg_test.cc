@@ -91,6 +91,25 @@ TEST_F(MacMesg, Copy_CopiesForward) {
     EXPECT_EQ(out, bytes("01020300"));
 }
 
+TEST_F(MacMesg, Copy_OverlappingOrInPlace_GoesByteByByteFromTheFront) {
+    Record up = bytes("0102030405");
+    mac_mesg_copy(up.data() + 1, up.data(), 4);
+    EXPECT_EQ(up, bytes("0101010101")) << "each byte is read after the one before was written";
+    up = bytes("0102030405");
+    mac_mesg_copy(up.data() + 2, up.data(), 3);
+    EXPECT_EQ(up, bytes("0102010201"));
+    Record down = bytes("0102030405");
+    mac_mesg_copy(down.data(), down.data() + 1, 4);
+    EXPECT_EQ(down, bytes("0203040505"));
+    Record same = bytes("0102030405");
+    mac_mesg_copy(same.data(), same.data(), 5);
+    EXPECT_EQ(same, bytes("0102030405"));
+    Record large(40);
+    for (size_t i = 0; i < large.size(); ++i) large[i] = static_cast<u8>(i);
+    mac_mesg_copy(large.data() + 1, large.data(), 39);
+    EXPECT_EQ(large, Record(40)) << "also where a compiler would copy words";
+}
+
 TEST_F(MacMesg, Copy_NullSourceOrDestination_CopiesNothing) {
     Record out = bytes("0102");
     mac_mesg_copy(out.data(), nullptr, 2);
@@ -104,6 +123,27 @@ TEST_F(MacMesg, Endian_AnyLength_SwapsExactlySixBytes) {
         mac_mesg_endian(out.data(), bytes("010203040506").data(), length);
         EXPECT_EQ(out, bytes("020104030605ee")) << length;
     }
+}
+
+TEST_F(MacMesg, Endian_OverlappingOrInPlace_ReadsWhatItHasWritten) {
+    Record same = bytes("010203040506");
+    mac_mesg_endian(same.data(), same.data(), 6);
+    EXPECT_EQ(same, bytes("010103030505")) << "the first of a pair goes first";
+    Record up = bytes("01020304050607");
+    mac_mesg_endian(up.data() + 1, up.data(), 6);
+    EXPECT_EQ(up, bytes("01020104010601"));
+    Record down = bytes("00010203040506");
+    mac_mesg_endian(down.data(), down.data() + 1, 6);
+    EXPECT_EQ(down, bytes("02010403060506"));
+}
+
+TEST_F(MacMesg, Endian_IsItsOwnInverse) {
+    Record once(6);
+    Record twice(6);
+    mac_mesg_endian(once.data(), bytes("8123456789ab").data(), 6);
+    mac_mesg_endian(twice.data(), once.data(), 6);
+    EXPECT_EQ(once, bytes("23816745ab89"));
+    EXPECT_EQ(twice, bytes("8123456789ab"));
 }
 
 TEST_F(MacMesg, Endian_NullPointer_DoesNothing) {
@@ -125,6 +165,26 @@ TEST_F(MacMesg, Incr_CarriesThroughAllBytes) {
     EXPECT_EQ(after("ffffffffffff", 2), "000000000001");
     EXPECT_EQ(after("00ffffffffff", 1), "010000000000");
     EXPECT_EQ(after("000000000000", 0xffffffff), "0000ffffffff");
+}
+
+TEST_F(MacMesg, Incr_InPlaceOrOverlapping_ReadsTheBaseFirst) {
+    Record same = bytes("0011223344ff");
+    mac_data_incr(same.data(), 1, same.data(), 12);
+    EXPECT_EQ(same, bytes("001122334500"));
+    Record up = bytes("0011223344ff00");
+    mac_data_incr(up.data(), 2, up.data() + 1, 12);
+    EXPECT_EQ(up, bytes("00001122334501"));
+    Record down = bytes("000011223344ff");
+    mac_data_incr(down.data() + 1, 0x100, down.data(), 12);
+    EXPECT_EQ(down, bytes("0011223345ffff"));
+}
+
+TEST_F(MacMesg, Incr_AnyRoom_WritesSixBytes) {
+    for (const u32 room : {0u, 5u, 6u, 12u, 0xffffffffu}) {
+        Record out(8, 0x5a);
+        mac_data_incr(bytes("0000000000ff").data(), 1, out.data(), room);
+        EXPECT_EQ(out, bytes("0000000001005a5a")) << room;
+    }
 }
 
 TEST_F(MacMesg, Incr_NullBase_CountsAsZero) {
@@ -157,9 +217,32 @@ TEST_F(MacMesg, Dump_ThirtyOneBytes_ShowsAllDigits) {
     EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x0 name n rw 0 data[31]:" + test::hex(buf) + "."}}));
 }
 
+TEST_F(MacMesg, Dump_ThirtyTwoBytes_ShowsTheHighDigitOfTheLast) {
+    Record buf(33);
+    for (size_t i = 0; i < buf.size(); ++i) buf[i] = static_cast<u8>(0xef - i);
+    buf[31] = 0x9c;
+    const std::string shown = test::hex(buf, 0, 31) + "9";
+    mac_mesg_dump(0xa, "n", 1, buf.data(), 32);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0xa name n rw 1 data[32]:" + shown + "."}}));
+    mac_mesg_dump(0xa, "n", 1, buf.data(), 33);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0xa name n rw 1 data[33]:" + shown + "."}}));
+}
+
+TEST_F(MacMesg, Dump_NoByte_LogsAnEmptyText) {
+    const u8 byte = 0x5a;
+    mac_mesg_dump(0xa, "n", 0, &byte, 0);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0xa name n rw 0 data[0]:."}}));
+}
+
 TEST_F(MacMesg, Dump_NullBuffer_LogsNothing) {
     mac_mesg_dump(0, "m0", 1, nullptr, 3);
     EXPECT_EQ(take_log(), Log{});
+}
+
+TEST_F(MacMesg, Fill_OverItsOwnBase_ReadsTheBaseFirst) {
+    Record list = bytes("0011223344fe000000000000000000000000");
+    mac_data_fill(list.data(), 3, list.data());
+    EXPECT_EQ(list, bytes("0011223344fe0011223344ff001122334500"));
 }
 
 TEST_F(MacMesg, Fill_IsThatManyIncrements_AndNothingBehind) {

@@ -108,19 +108,22 @@ private:
 
     template <typename Spec>
     void check_chip(const Copy& entry, const std::string& who, const std::vector<Spec>& media) {
-        const auto medium = std::find_if(media.begin(), media.end(), [&entry](const Spec& spec) {
-            return spec.chip == entry.chip;
-        });
-        if (medium == media.end()) {
+        const Spec* const medium = host::find_medium(media, entry.inst, entry.chip);
+        if (medium == nullptr) {
+            const bool others = std::any_of(media.begin(), media.end(), [&entry](const Spec& spec) {
+                return spec.chip == entry.chip;
+            });
             add(Severity::kError, "no-medium", entry.line,
-                fmt::format("{}: the board has no <{}> of chip number {}", who,
-                            medium_name(entry.medium()), entry.chip),
-                "describe it under <platform>, or mend chip_id");
+                fmt::format("{}: the board has no <{}> of chip number {}{}", who,
+                            medium_name(entry.medium()), entry.chip,
+                            others ? " that serves this instance" : ""),
+                others ? "mend inst under <platform>, or chip_id"
+                       : "describe it under <platform>, or mend chip_id");
         } else if (range_of(entry).end > medium->size) {
             add(Severity::kError, "past-end", entry.line,
-                fmt::format("{}: the record takes bytes 0x{:x} to 0x{:x}, and {} {} has 0x{:x}",
-                            who, range_of(entry).start, range_of(entry).end - 1,
-                            medium_name(entry.medium()), entry.chip, medium->size),
+                fmt::format("{}: the record takes bytes 0x{:x} to 0x{:x}, and {} has 0x{:x}", who,
+                            range_of(entry).start, range_of(entry).end - 1,
+                            chip_name(entry.medium(), entry.chip, entry.chip_inst), medium->size),
                 "move the record, or lower mac_num");
         }
     }
@@ -210,10 +213,9 @@ private:
     // The erase block of the medium of a copy, where it has some.
     std::optional<u32> erase_of(const Copy& copy) const {
         if (copy.medium() != MediumKind::kFlash) return std::nullopt;
-        for (const host::FlashSpec& flash : file_.flashes()) {
-            if (flash.chip == copy.chip) return flash.erase;
-        }
-        return std::nullopt;
+        const host::FlashSpec* const flash =
+            host::find_medium(file_.flashes(), copy.inst, copy.chip);
+        return flash == nullptr ? std::nullopt : std::optional(flash->erase);
     }
 
     void check_env(const host::EnvSpec& env) {
@@ -251,7 +253,7 @@ private:
 
     void check_env_against_records(const host::EnvSpec& env, const host::FlashSpec& flash) {
         for (const Copy& entry : layout_.entries) {
-            if (entry.medium() != MediumKind::kFlash || entry.chip != flash.chip) continue;
+            if (!lies_on(entry, MediumKind::kFlash, flash)) continue;
             for (const u32 start : {env.offset, env.redundant_offset}) {
                 if (!range_of(entry).overlaps({start, u64{start} + env.size})) continue;
                 add(Severity::kError, "overlap", entry.line,
@@ -265,22 +267,24 @@ private:
 
     void check_media() {
         for (const host::FlashSpec& flash : file_.flashes()) {
-            check_use(flash.line, MediumKind::kFlash, flash.chip);
+            check_use(MediumKind::kFlash, flash);
             if (flash.mtd.empty()) note_kernel_name(flash.line, "mtd");
         }
         for (const host::EepromSpec& eeprom : file_.eeproms()) {
-            check_use(eeprom.line, MediumKind::kEeprom, eeprom.chip);
+            check_use(MediumKind::kEeprom, eeprom);
             if (eeprom.nvmem.empty()) note_kernel_name(eeprom.line, "nvmem");
         }
         if (file_.env() && file_.env()->mtd.empty()) note_kernel_name(file_.env()->line, "mtd");
     }
 
-    void check_use(unsigned line, MediumKind kind, u32 chip) {
+    template <typename Spec>
+    void check_use(MediumKind kind, const Spec& spec) {
         for (const Copy& entry : layout_.entries) {
-            if (entry.medium() == kind && entry.chip == chip) return;
+            if (lies_on(entry, kind, spec)) return;
         }
-        add(Severity::kNote, "unused", line,
-            fmt::format("no entry uses {} {}", medium_name(kind), chip), "remove it, or use it");
+        add(Severity::kNote, "unused", spec.line,
+            fmt::format("no entry uses {}", chip_name(kind, spec.chip, spec.inst)),
+            "remove it, or use it");
     }
 
     void note_kernel_name(unsigned line, const char* attribute) {
@@ -316,7 +320,8 @@ const char* severity_name(Severity severity) {
 
 bool same_medium(const Copy& left, const Copy& right) {
     if (left.medium() != right.medium() || left.medium() == MediumKind::kNone) return false;
-    return left.medium() == MediumKind::kEnv || left.chip == right.chip;
+    return left.medium() == MediumKind::kEnv ||
+           (left.chip == right.chip && left.chip_inst == right.chip_inst);
 }
 
 Range range_of(const Copy& copy) { return {copy.offset, u64{copy.offset} + copy.size()}; }

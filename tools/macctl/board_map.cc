@@ -21,9 +21,10 @@ std::string label_of(const Copy& copy) {
     return fmt::format("instance 0x{:x} {}", copy.inst, type);
 }
 
-void add_records(const Layout& layout, MediumKind kind, u32 chip, MediumMap* map) {
+template <typename Spec>
+void add_records(const Layout& layout, MediumKind kind, const Spec& spec, MediumMap* map) {
     for (const Copy& entry : layout.entries) {
-        if (entry.medium() != kind || entry.chip != chip) continue;
+        if (!lies_on(entry, kind, spec)) continue;
         map->places.push_back(
             {range_of(entry), label_of(entry), entry.driver, entry.area, entry.line});
     }
@@ -108,14 +109,14 @@ std::vector<MediumMap> map_board(const host::BoardFile& file) {
     std::vector<MediumMap> media;
     bool env_drawn = false;
     for (const host::FlashSpec& flash : file.flashes()) {
-        MediumMap map{fmt::format("flash {}", flash.chip),
+        MediumMap map{chip_name(MediumKind::kFlash, flash.chip, flash.inst),
                       flash.image,
                       flash.size,
                       flash.erase,
                       "erase block",
                       {},
                       {}};
-        add_records(layout, MediumKind::kFlash, flash.chip, &map);
+        add_records(layout, MediumKind::kFlash, flash, &map);
         if (file.env() && !flash.mtd.empty() && flash.mtd == file.env()->mtd) {
             add_environment(*file.env(), &map);
             map.size = std::max<u64>(map.size, file.env()->end());
@@ -125,14 +126,14 @@ std::vector<MediumMap> map_board(const host::BoardFile& file) {
         media.push_back(std::move(map));
     }
     for (const host::EepromSpec& eeprom : file.eeproms()) {
-        MediumMap map{fmt::format("eeprom {}", eeprom.chip),
+        MediumMap map{chip_name(MediumKind::kEeprom, eeprom.chip, eeprom.inst),
                       eeprom.image,
                       eeprom.size,
                       eeprom.page,
                       "page",
                       {},
                       {}};
-        add_records(layout, MediumKind::kEeprom, eeprom.chip, &map);
+        add_records(layout, MediumKind::kEeprom, eeprom, &map);
         media.push_back(std::move(map));
     }
     if (file.env() && !env_drawn) media.push_back(map_env(*file.env(), layout));

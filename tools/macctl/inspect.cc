@@ -44,13 +44,12 @@ Record unreadable(u32 status, std::string detail) {
 
 std::string image_of(const host::BoardFile& file, const Copy& copy) {
     if (copy.medium() == MediumKind::kEnv) return file.env() ? file.env()->image : "";
-    for (const host::FlashSpec& flash : file.flashes()) {
-        if (copy.medium() == MediumKind::kFlash && flash.chip == copy.chip) return flash.image;
-    }
-    for (const host::EepromSpec& eeprom : file.eeproms()) {
-        if (copy.medium() == MediumKind::kEeprom && eeprom.chip == copy.chip) return eeprom.image;
-    }
-    return "";
+    const auto image = [&copy](const auto& media) {
+        const auto* const spec = host::find_medium(media, copy.inst, copy.chip);
+        return spec == nullptr ? "" : spec->image;
+    };
+    if (copy.medium() == MediumKind::kFlash) return image(file.flashes());
+    return copy.medium() == MediumKind::kEeprom ? image(file.eeproms()) : "";
 }
 
 // Why a medium gives nothing: the service's word for it, or its image is missing.

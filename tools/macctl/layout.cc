@@ -76,6 +76,12 @@ private:
         return true;
     }
 
+    template <typename Spec>
+    static void find_chip(const std::vector<Spec>& media, Copy* copy) {
+        const Spec* const spec = host::find_medium(media, copy->inst, copy->chip);
+        if (spec != nullptr) copy->chip_inst = spec->inst;
+    }
+
     bool required_number(pugi::xml_node element, const char* attribute, u32* value) {
         const pugi::xml_attribute found = element.attribute(attribute);
         const std::optional<u32> number = host::parse_u32(found.value());
@@ -91,7 +97,9 @@ private:
         return false;
     }
 
-    void add(const Copy& copy) {
+    void add(Copy copy) {
+        if (copy.medium() == MediumKind::kFlash) find_chip(file_.flashes(), &copy);
+        if (copy.medium() == MediumKind::kEeprom) find_chip(file_.eeproms(), &copy);
         layout_->entries.push_back(copy);
         if (!is_known_type(copy.type)) return;
         const auto same = [&copy](const PoolLayout& pool) {
@@ -143,9 +151,14 @@ const char* medium_name(MediumKind kind) {
 
 const char* area_name(unsigned area) { return area == 0 ? "main" : "spare"; }
 
+std::string chip_name(MediumKind kind, u32 chip, std::optional<u32> inst) {
+    const std::string name = fmt::format("{} {}", medium_name(kind), chip);
+    return inst ? fmt::format("{} of instance 0x{:x}", name, *inst) : name;
+}
+
 std::string Copy::place() const {
     if (medium() == MediumKind::kEnv) return fmt::format("variable {}", name);
-    return fmt::format("{} {} at 0x{:x}", medium_name(medium()), chip, offset);
+    return fmt::format("{} at 0x{:x}", chip_name(medium(), chip, chip_inst), offset);
 }
 
 Layout read_layout(const host::BoardFile& file) {

@@ -24,6 +24,7 @@ struct Copy {
     unsigned area = 0;  // 0 main, 1 spare
     std::string driver;
     u32 chip = 0;
+    std::optional<u32> chip_inst;  // the instance that the chip serves alone; none: all
     u32 offset = 0;
     u32 num = 1;
     std::string name;
@@ -36,6 +37,15 @@ struct Copy {
     // "flash 45 at 0x4c0", "variable ethaddr_pool".
     std::string place() const;
 };
+
+// Whether an entry lies on a chip of the board file.
+template <typename Spec>
+bool lies_on(const Copy& entry, MediumKind kind, const Spec& spec) {
+    return entry.medium() == kind && entry.chip == spec.chip && entry.chip_inst == spec.inst;
+}
+
+// "flash 45", "eeprom 8 of instance 0x3".
+std::string chip_name(MediumKind kind, u32 chip, std::optional<u32> inst);
 
 const char* area_name(unsigned area);
 

@@ -17,7 +17,7 @@
 
 static DEFINE_MUTEX(eeprom_mutex);
 
-/* By chip number. */
+/* By the medium's own number. */
 static struct write_guard eeprom_guard;
 
 void eeprom_start(void)
@@ -27,6 +27,7 @@ void eeprom_start(void)
 
 /* The file where there is no nvmem device. */
 struct chip {
+	const struct medium *medium;
 	struct nvmem_device *nvmem;
 	struct file *file;
 };
@@ -101,14 +102,15 @@ static u32 open_failure(long error)
 }
 
 /* @access is O_RDONLY or O_RDWR. */
-static u32 open_chip(struct chip *chip, u32 number, u32 offset, u32 len, int access)
+static u32 open_chip(struct chip *chip, u32 inst, u32 number, u32 offset, u32 len, int access)
 {
-	const struct medium *medium = find_medium(MEDIUM_EEPROM, number);
+	const struct medium *medium = find_medium(MEDIUM_EEPROM, inst, number);
 
 	if (!medium)
 		return SERVICE_NO_CHIP;
 	if ((u64)offset + len > medium->size)
 		return SERVICE_OUT_OF_RANGE;
+	chip->medium = medium;
 	chip->nvmem = medium->name[0] == '/' ? NULL : find_nvmem(medium->name);
 	if (chip->nvmem)
 		return SERVICE_OK;
@@ -174,7 +176,7 @@ u32 drv_eeprom_read_data(u32 inst, u32 number, u32 offset, u8 *buf, u32 len)
 
 	if (!buf)
 		return SERVICE_NULL_ARGUMENT;
-	result = open_chip(&chip, number, offset, len, O_RDONLY);
+	result = open_chip(&chip, inst, number, offset, len, O_RDONLY);
 	if (result)
 		return result;
 	mutex_lock(&eeprom_mutex);
@@ -209,7 +211,7 @@ u32 drv_eeprom_write_data(u32 inst, u32 number, u32 offset, const u8 *buf, u32 l
 
 	if (!buf)
 		return SERVICE_NULL_ARGUMENT;
-	result = open_chip(&chip, number, offset, len, O_RDWR);
+	result = open_chip(&chip, inst, number, offset, len, O_RDWR);
 	if (result)
 		return result;
 	stored = kmalloc(len + 1, GFP_KERNEL);
@@ -217,6 +219,7 @@ u32 drv_eeprom_write_data(u32 inst, u32 number, u32 offset, const u8 *buf, u32 l
 	if (stored) {
 		mutex_lock(&eeprom_mutex);
 		result = SERVICE_WORN_OUT;
+		number = chip.medium->number;
 		if (!guard_refuses(&eeprom_guard, number, offset, len)) {
 			result = len ? store(&chip, offset, buf, len, stored) : SERVICE_OK;
 			guard_note(&eeprom_guard, "eeprom", number, offset, len, result);

@@ -162,7 +162,7 @@ u32 flash_write(const char *partition, u32 offset, const u8 *buf, u32 len)
 
 u32 drv_flash_read(u32 inst, u32 chip, u32 offset, u8 *buf, u32 len)
 {
-	const struct medium *medium = find_medium(MEDIUM_FLASH, chip);
+	const struct medium *medium = find_medium(MEDIUM_FLASH, inst, chip);
 
 	if (!medium)
 		return SERVICE_NO_CHIP;
@@ -172,7 +172,7 @@ EXPORT_SYMBOL(drv_flash_read);
 
 u32 drv_flash_write(u32 inst, u32 chip, u32 offset, const u8 *buf, u32 len)
 {
-	const struct medium *medium = find_medium(MEDIUM_FLASH, chip);
+	const struct medium *medium = find_medium(MEDIUM_FLASH, inst, chip);
 
 	if (!medium)
 		return SERVICE_NO_CHIP;

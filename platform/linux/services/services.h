@@ -28,12 +28,18 @@ void board_unload(void);
 struct medium {
 	enum medium_kind { MEDIUM_FLASH, MEDIUM_EEPROM } kind;
 	u32 chip;
+	bool serves_one; /* instance, @inst, and no other */
+	u32 inst;
+	u32 number; /* of its own among its kind: the chip's, or the next free one */
 	u32 size; /* bytes; 0 when the board does not say */
-	const char *name; /* of its partition or its nvmem device */
+	const char *name; /* of its partition or its nvmem device; null when not given */
 };
 
-/* The first medium of that kind and chip number that has a name, or null. */
-const struct medium *find_medium(enum medium_kind kind, u32 chip);
+/*
+ * The medium of that kind that the instance finds under a chip number: the one that serves
+ * it alone, else the one that serves all. Null without either, or when that has no name.
+ */
+const struct medium *find_medium(enum medium_kind kind, u32 inst, u32 chip);
 /* Reads the board's media once; 0 or -ENOMEM. */
 int media_start(void);
 void media_stop(void);
