@@ -235,8 +235,8 @@ TEST_F(MacctlInstance, Map_DrawsEachChipByItself) {
 }
 
 TEST_F(MacctlInstance, BlocksOfTwoInstances_LieOnTheirOwnImages) {
-    must("mount -i 3");
-    must("mount -i 4");
+    must("-q mount -i 3");
+    must("-q mount -i 4");
     change("set block -t 0 02:00:00:00:00:00 4");
     change("set block -i 3 -t 0 02:00:00:00:03:00 4");
     change("set block -i 4 -t 0 02:00:00:00:04:00 4");

@@ -240,8 +240,8 @@ TEST_F(Macctl, TwoProcesses_WaitForEachOther) {
 }
 
 TEST_F(Macctl, BoardCompileAndInstall_WriteTheSameBlob) {
-    must("board compile out.dtb", "out.dtb: 3492 bytes\n");
-    must("board install --firmware fw", "fw/mac_mng/board.dtb: 3492 bytes\n");
+    must("-q board compile out.dtb");
+    must("-q board install --firmware fw");
     EXPECT_EQ(folder.read("out.dtb").substr(0, 4), "\xd0\x0d\xfe\xed");
     EXPECT_EQ(folder.read("fw/mac_mng/board.dtb"), folder.read("out.dtb"));
     EXPECT_EQ(sh("ls *.bin").out, "") << "no medium is touched";
