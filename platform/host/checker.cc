@@ -42,6 +42,18 @@ bool Faults::happens(Call call, unsigned use, u32* code) {
     return false;
 }
 
+bool g_locks_observed = false;
+static LockObserver lock_observer;
+
+void observe_locks(LockObserver observer) {
+    lock_observer = std::move(observer);
+    g_locks_observed = static_cast<bool>(lock_observer);
+}
+
+void tell_lock_observer(LockEvent event, const char* name, const void* lock) {
+    lock_observer(event, name, lock);
+}
+
 void violation(const char* format, ...) {
     std::fputs("mac_mng platform violation: ", stderr);
     va_list arguments;

@@ -90,6 +90,22 @@ private:
 extern Faults g_faults;
 inline Faults& faults() { return g_faults; }
 
+// What happens to a lock, spinlock or mutex: told after it was set up or taken, and before
+// it is released.
+enum class LockEvent : unsigned { kSetUp, kTaken, kReleasing };
+
+// Sees every event of every lock, by the name of its set-up, on the thread that causes it;
+// what it does must be allowed under that lock. Set while one thread runs; empty: nobody.
+using LockObserver = std::function<void(LockEvent event, const char* name, const void* lock)>;
+void observe_locks(LockObserver observer);
+
+// For the lock service: a load when nobody observes.
+extern bool g_locks_observed;
+void tell_lock_observer(LockEvent event, const char* name, const void* lock);
+inline void lock_event(LockEvent event, const char* name, const void* lock) {
+    if (g_locks_observed) tell_lock_observer(event, name, lock);
+}
+
 // Ends the process: the system broke a rule.
 [[noreturn]] void violation(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

@@ -46,6 +46,7 @@ void set_up(Lock* lock, u32 magic, const char* name) {
     host_lock.magic = magic;
     host_lock.name = name;
     pthread_mutex_init(&host_lock.mutex, nullptr);
+    host::lock_event(host::LockEvent::kSetUp, name, lock);
 }
 
 void must_not_own(const HostLock& lock, u32 self) {
@@ -81,13 +82,16 @@ unsigned long platform_spin_lock_irqsave(platform_spinlock* lock) {
         sched_yield();
     }
     ++host::spinlocks_held;
+    host::lock_event(host::LockEvent::kTaken, host_lock.name, lock);
     return 1;
 }
 
 void platform_spin_unlock_irqrestore(platform_spinlock* lock, unsigned long flags) {
     if (flags != 1) host::violation("spinlock released with another lock's interrupt state");
-    may_release(body(lock), kSpinMagic);
-    body(lock).owner = 0;
+    HostLock& host_lock = body(lock);
+    may_release(host_lock, kSpinMagic);
+    host::lock_event(host::LockEvent::kReleasing, host_lock.name, lock);
+    host_lock.owner = 0;
     --host::spinlocks_held;
 }
 
@@ -103,11 +107,13 @@ void platform_mutex_lock(platform_mutex* mutex) {
     must_not_own(host_lock, self);
     pthread_mutex_lock(&host_lock.mutex);
     host_lock.owner = self;
+    host::lock_event(host::LockEvent::kTaken, host_lock.name, mutex);
 }
 
 void platform_mutex_unlock(platform_mutex* mutex) {
     HostLock& host_lock = body(mutex);
     may_release(host_lock, kMutexMagic);
+    host::lock_event(host::LockEvent::kReleasing, host_lock.name, mutex);
     host_lock.owner = 0;
     pthread_mutex_unlock(&host_lock.mutex);
 }

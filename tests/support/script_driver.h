@@ -4,6 +4,7 @@
 #ifndef TESTS_SUPPORT_SCRIPT_DRIVER_H
 #define TESTS_SUPPORT_SCRIPT_DRIVER_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,15 @@ struct Script {
     u32 write_result = 0;
     u32 size = 16;
     u64 flag = 0x51;
+
+    // How many bytes a failed read has moved before it failed.
+    u32 read_before_failing = 0;
+
+    // A failed parse or build has filled its outputs before it failed.
+    bool fills_when_failing = false;
+
+    // Runs at the start of each operation, which is named as its slot.
+    std::function<void(const std::string& operation)> at_operation;
 
     // What a successful parse yields.
     u64 parsed_flag = 0x99;
@@ -45,6 +55,9 @@ struct Script {
         bool operator==(const Build&) const = default;
     };
     std::vector<Build> builds;
+    std::vector<u32> sizes;       // the counts that sizes were asked for
+    std::vector<Record> parses;   // the records that were parsed
+    std::vector<Record> written;  // the records that were written
 
     // The check value that a build reports.
     u32 built_crc = 0x4321;

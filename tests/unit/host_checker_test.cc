@@ -10,6 +10,7 @@
 #include "platform/log.h"
 #include "platform/memory.h"
 #include "tests/support/fixture.h"
+#include "tests/support/lock_watch.h"
 
 namespace {
 
@@ -98,6 +99,42 @@ TEST_F(Checker, Mutex_ExcludesOtherThreads) {
     work();
     other.join();
     EXPECT_EQ(counter, 20000);
+}
+
+TEST_F(Checker, LockObserver_SeesEveryEventWhileTheLockIsHeld) {
+    test::LockWatch watch;
+    platform_spinlock spin;
+    platform_spin_init(&spin, "my spinlock");
+    platform_mutex mutex;
+    platform_mutex_init(&mutex, "my mutex");
+    EXPECT_FALSE(watch.holds_any());
+    for (const auto event : {host::LockEvent::kTaken, host::LockEvent::kReleasing}) {
+        watch.at(event, "my spinlock",
+                 [&watch] { watch.note(watch.holds("my spinlock") ? "held" : "free"); });
+    }
+    platform_mutex_lock(&mutex);
+    EXPECT_TRUE(watch.holds("my mutex"));
+    EXPECT_FALSE(watch.holds("my spinlock"));
+    platform_spin_unlock_irqrestore(&spin, platform_spin_lock_irqsave(&spin));
+    EXPECT_TRUE(watch.holds_any());
+    platform_mutex_unlock(&mutex);
+    EXPECT_FALSE(watch.holds_any());
+    EXPECT_EQ(watch.taken("my mutex"), 1u);
+    EXPECT_EQ(watch.taken("my spinlock"), 1u);
+    EXPECT_EQ(watch.taken("another"), 0u);
+    EXPECT_EQ(watch.take_trace(),
+              (std::vector<std::string>{"set up my spinlock", "set up my mutex", "take my mutex",
+                                        "take my spinlock", "held", "release my spinlock", "held",
+                                        "release my mutex"}));
+    EXPECT_TRUE(watch.take_trace().empty());
+}
+
+TEST_F(Checker, LockObserver_IsGoneWithItsWatch) {
+    platform_spinlock spin;
+    platform_spin_init(&spin, "my spinlock");
+    { const test::LockWatch watch; }
+    platform_spin_unlock_irqrestore(&spin, platform_spin_lock_irqsave(&spin));
+    EXPECT_FALSE(host::g_locks_observed);
 }
 
 TEST_F(Checker, Heap_IsZeroFilledAndCounted) {
