@@ -174,10 +174,10 @@ TEST_F(MacAddressOrder, FailedRefresh_IsLoggedByTheRefreshAndTheReader) {
 
 TEST_F(MacAddressOrder, GetInfo_RefusedCopy_IsLoggedWithItsCode) {
     store_type0(good);
-    host::faults().fail(Call::kMemcpy, 1, 77);
+    host::faults().fail(Call::kMemcpy, 1, static_cast<u32>(-5));
     Mac mac{};
     EXPECT_EQ(drv_mac_get_addr(kInst, 0, mac.data(), 6), kFault);
-    EXPECT_EQ(take_log(), (Log{{1, "get mac addr memory copy fail err_no = 77"},
+    EXPECT_EQ(take_log(), (Log{{1, "get mac addr memory copy fail err_no = -5"},
                                {1, "mac inst 0xffffffff get type[0] addr failed 0xfffffff2."}}));
 }
 

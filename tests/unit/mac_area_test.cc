@@ -3,8 +3,6 @@
 // who each text says it is about.
 #include "core/mac_area.h"
 
-#include <cstring>
-
 #include "platform/host/memory_service.h"
 #include "tests/support/data_fixture.h"
 #include "tests/support/lock_watch.h"
@@ -81,6 +79,20 @@ TEST_F(MacArea, Config_WithoutEntry_StopsBeforeTheDriver) {
     EXPECT_EQ(take_log(3), Log{});
 }
 
+TEST_F(MacArea, Config_ReturnsItsOwnCodes) {
+    add_entry(2, 0x4d09, "script_spare");
+    mac_driver_install(kInst);
+    mac_inst_mng mng{};
+    host::faults().fail(Call::kZalloc);
+    EXPECT_EQ(mac_area_init(&mng, kInst, 2, 1), kFail);
+    EXPECT_EQ(mac_area_init(&mng, kInst, 2, 0), kNotSupported) << "it has no entry";
+    spare_script().ops.get_flag = nullptr;
+    EXPECT_EQ(mac_area_init(&mng, kInst, 2, 1), 0u) << "a step that fails is passed";
+    EXPECT_EQ(mng.area[1].support, 1u);
+    mac_area_delete(&mng, 1);
+    EXPECT_EQ(mac_area_init(nullptr, kInst, 2, 1), kFail);
+}
+
 // --- fields ---
 
 TEST_F(MacArea, Config_FillsEachFieldOfEachArea) {
@@ -152,9 +164,7 @@ TEST_F(MacArea, Config_NoMemory_LeavesEveryFieldButTheName) {
     mac_area& main = area(2, 0);
     EXPECT_STREQ(main.name, "m") << "copied before the buffer was asked for";
     main.name[0] = '\0';
-    const mac_area empty{};
-    EXPECT_EQ(memcmp(&main, &empty, sizeof(empty)), 0);
-    EXPECT_EQ(mac_area_config(nullptr, kInst, 2, 0), kFail);
+    EXPECT_EQ(test::bytes_of(main), test::Record(sizeof(main), 0));
 }
 
 TEST_F(MacArea, GetSize_WithoutOperation_LeavesOne) {
@@ -204,13 +214,14 @@ TEST_F(MacArea, Texts_NameTheSpareArea) {
     EXPECT_EQ(take_log(), (Log{{1, "mac inst 0x1f type 2 area 1 driver uninstall"}}));
 }
 
-TEST_F(MacArea, Texts_PrintTypesFrom2To31AsNegativeNumbers) {
+TEST_F(MacArea, Texts_PrintTypesFrom2To31AndErrorsAsSignedNumbers) {
     constexpr u32 kType = 0x80000002;
     main_script().ops.get_flag = nullptr;
     main_script().ops.get_size = nullptr;
-    add_entry(kType, 0x4d08, "script_main", "a_storage_name_of_32_characters_");
+    add_entry(kType, 0x4d08, "script_main");
     mac_driver_install(kInst);
     host::faults().fail(Call::kZalloc, 2);
+    host::faults().fail(Call::kStrncpy, 1, static_cast<u32>(-5));
     ASSERT_EQ(mac_data_create(kInst, kType), 0);
     Log expected;
     const auto expect = [&expected](const std::string& line) { expected.push_back({1, line}); };
@@ -218,7 +229,7 @@ TEST_F(MacArea, Texts_PrintTypesFrom2To31AsNegativeNumbers) {
     const std::string whose = ".ret 2165703077 inst 0x1f type -2147483646 area 0";
     expect(who + "area 0 get_flag uninstall");
     expect("mac area config\xa3\xbamac get flag fail" + whose);
-    expect(who + "area 0 str_name err_no = 34");
+    expect(who + "area 0 str_name err_no = -5");
     expect(who + "area 0 get_size uninstall");
     expect("mac area config\xa3\xbamac get size fail" + whose);
     expect(who + "area 0 malloc data fail.");

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // One area into the other: what runs under the data set's mutex, and the order of the
 // checks and writes of a change.
-#include <cstring>
-
 #include "core/mac_data_io.h"
 #include "core/mac_data_sync.h"
 #include "tests/support/data_fixture.h"
@@ -33,11 +31,11 @@ using MacDataCopy = test::DataTest;
 TEST_F(MacDataCopy, Copy_FetchesAndCopiesUnderTheMutex) {
     create_both(kType);
     fill(kType, 0, 0x20);
-    const auto before = area(kType, 1);
+    const test::Record before = test::bytes_of(area(kType, 1));
     LockWatch watch;
     bool done = false;
     watch.at(LockEvent::kTaken, kDataSetMutex,
-             [&] { EXPECT_EQ(memcmp(&area(kType, 1), &before, sizeof(before)), 0) << "not yet"; });
+             [&] { EXPECT_EQ(test::bytes_of(area(kType, 1)), before) << "not yet"; });
     watch.at(LockEvent::kReleasing, kDataSetMutex, [&] {
         EXPECT_EQ(mac_of(kType, 1), mac_of(kType, 0)) << "done";
         EXPECT_EQ(area(kType, 1).flag, 0x20u);
@@ -123,9 +121,9 @@ TEST_F(MacDataCopy, SetData_NullAddress_IsSeenBeforeTheArea) {
 
 TEST_F(MacDataCopy, SetData_RefusedCopy_LeavesTheCount) {
     create_both(kType);
-    host::faults().fail(Call::kMemcpy, 1, 34);
+    host::faults().fail(Call::kMemcpy, 1, static_cast<u32>(-5));
     EXPECT_EQ(mac_set_data(kInst, kType, kNew.data(), 6, 3), kFail);
-    EXPECT_EQ(take_log(3), (Log{{1, "mac set data memory copy fail err_no = 34"}}));
+    EXPECT_EQ(take_log(3), (Log{{1, "mac set data memory copy fail err_no = -5"}}));
     EXPECT_EQ(area(kType, 0).mac_num, 16u);
     EXPECT_EQ(test::write_order(), "");
 }

@@ -86,14 +86,14 @@ protected:
         return record;
     }
 
-    static Log record_lines(u32 rw, const Record& record) {
+    static Log record_lines(int rw, const Record& record) {
         const std::string who = "mac inst 0x1f type 2 area 1 ";
-        return {{3, who + text("action[0 read 1 write] %u:", rw) + test::hex(record, 0, 32) + "."},
-                {3, who + text("rw %u indx[1]:", rw) + test::hex(record, 32) + "."}};
+        return {{3, who + text("action[0 read 1 write] %d:", rw) + test::hex(record, 0, 32) + "."},
+                {3, who + text("rw %d indx[1]:", rw) + test::hex(record, 32) + "."}};
     }
 
-    static test::Line summary(u32 rw, const std::string& data) {
-        return {3, text("mac inst 0x1f type 2 area 1 rw %u data[%s] .", rw, data.c_str())};
+    static test::Line summary(int rw, const std::string& data) {
+        return {3, text("mac inst 0x1f type 2 area 1 rw %d data[%s] .", rw, data.c_str())};
     }
 
     static Log with(Log log, const test::Line& line) {
@@ -130,10 +130,10 @@ TEST_F(MacDataFailure, Write_LogsTheRecordBeforeTheMediumGetsIt) {
 }
 
 TEST_F(MacDataFailure, Lines_OfOneCall_CarryMarkAreaAndWideFlag) {
-    for (const u32 rw : {0u, 1u, 2u}) {
-        mac_data_mesg(kInst, kType, 1, rw);
+    for (const int rw : {0, 1, 2, -1}) {
+        mac_data_mesg(kInst, kType, 1, static_cast<u32>(rw));
         EXPECT_EQ(take_log(3), record_lines(rw, untouched));
-        mac_data_dump(kInst, kType, 1, rw);
+        mac_data_dump(kInst, kType, 1, static_cast<u32>(rw));
         EXPECT_EQ(take_log(3), Log{summary(rw, "0x102030405060708-0x654-0x321-02-a1-a2-a3-a4-a5")});
     }
     mac_data_dump(kInst, kType, 0, 1);
@@ -306,6 +306,33 @@ TEST_F(MacDataFailure, GetData_IsTheAreaAskedFor) {
     EXPECT_EQ(mac_get_data(kInst, kType, 1), &area(kType, 1));
     EXPECT_FALSE(mac_area_present(nullptr));
     EXPECT_TRUE(mac_area_present(&area(kType, 1)));
+}
+
+TEST_F(MacDataFailure, StepsThatAreMissing_PrintTypesFrom2To31AsNegativeNumbers) {
+    add_entry(kWide, 0x4d08, "script_main");
+    mac_driver_install(kInst);
+    ASSERT_EQ(mac_data_create(kInst, kWide), 0);
+    take_log();
+    const std::string who = "mac inst 0x1f type -2147483646 area 0 ";
+    mac_entry* const entry = mac_entery_find_by_storage(kInst, kWide, 0);
+    MacDriverOps* const driver = entry->driver;
+    main_script().ops = {};
+    const struct {
+        u32 (*step)(u32, u32, u32);
+        const char* word;
+    } steps[] = {{mac_get_device, "data_get"},
+                 {mac_set_device, "data_set"},
+                 {mac_get_format, "form_get"},
+                 {mac_set_format, "form_set"}};
+    for (const auto& [step, word] : steps) {
+        entry->driver = driver;
+        EXPECT_EQ(step(kInst, kWide, 0), kLacks);
+        EXPECT_EQ(take_log(3), (Log{{1, who + word + " uninstall"}}));
+        entry->driver = nullptr;
+        EXPECT_EQ(step(kInst, kWide, 0), kNotSupported);
+        EXPECT_EQ(take_log(3),
+                  (Log{{1, who + "driver uninstall"}, {1, who + word + " not exist"}}));
+    }
 }
 
 TEST_F(MacDataFailure, Texts_PrintTypesFrom2To31AsNegativeNumbers) {

@@ -221,9 +221,9 @@ TEST_F(MacDataState, Reset_OneFillFails_TheCountIsSetAndTheOtherIsReset) {
     for (const u32 failing : {0u, 1u}) {
         fill(kType, 0, 0x20);
         fill(kType, 1, 0x20);
-        host::faults().fail(Call::kMemset, failing + 1, 22);
+        host::faults().fail(Call::kMemset, failing + 1, static_cast<u32>(-5));
         EXPECT_EQ(mac_data_init_state(kInst, kType, 1, 1), kFail);
-        EXPECT_EQ(take_log(), (Log{{1, "set mac addr copy fail err_no = 22"},
+        EXPECT_EQ(take_log(), (Log{{1, "set mac addr copy fail err_no = -5"},
                                    {1, "mac data init state fail ret = 4294967295"}}));
         EXPECT_EQ(area(kType, 0).mac_num, 0xffffu);
         EXPECT_EQ(area(kType, 1).mac_num, 0xffffu);

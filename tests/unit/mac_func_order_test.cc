@@ -48,23 +48,26 @@ TEST_F(MacFuncOrder, Init_RefusedName_LeavesTheRegistryCleared) {
         ASSERT_EQ(mac_data_create(3, 0), 0);
         refuse();
         EXPECT_EQ(mac_func_init(23, std::string(40, 'n').c_str()), -14);
-        const mac_data_registry cleared{};
-        EXPECT_EQ(memcmp(static_cast<void*>(&g_mac_func), &cleared, sizeof(cleared)), 0)
+        EXPECT_EQ(test::bytes_of(g_mac_func), test::Record(sizeof(g_mac_func), 0))
             << "no list, no module number, no name, no lock";
     }
     take_log();
-    EXPECT_EQ(mac_func_init(22, std::string(40, 'n').c_str()), -14);
+    host::faults().fail(Call::kStrncpy, 1, static_cast<u32>(-5));
+    EXPECT_EQ(mac_func_init(22, "mac_mng"), -14);
     EXPECT_EQ(take_log(3), (Log{{2, "mac enter initialize func."},
-                                {1, "mac func init string copy fail err_no = 34"}}));
+                                {1, "mac func init string copy fail err_no = -5"}}));
     EXPECT_EQ(mac_func_init(22, std::string(39, 'n').c_str()), 0) << "the longest name";
     EXPECT_EQ(mac_data_find_by_instid(3, 0), nullptr);
 }
 
 TEST_F(MacFuncOrder, Init_RefusedClear_LeavesTheRegistryAsItWas) {
     ASSERT_EQ(mac_data_create(3, 0), 0);
+    take_log();
     host::faults().clear();
-    host::faults().fail(Call::kMemset, 1, 22);
+    host::faults().fail(Call::kMemset, 1, static_cast<u32>(-5));
     EXPECT_EQ(mac_func_init(23, "other"), -14);
+    EXPECT_EQ(take_log(3), (Log{{2, "mac enter initialize func."},
+                                {1, "mac func init memory set fail err_no = -5"}}));
     EXPECT_EQ(host::faults().uses(Call::kStrncpy), 0u);
     EXPECT_EQ(g_mac_func.module_id, 22u);
     EXPECT_STREQ(g_mac_func.name, "mac_mng");
