@@ -3,6 +3,8 @@
 #ifndef TESTS_SUPPORT_DATA_FIXTURE_H
 #define TESTS_SUPPORT_DATA_FIXTURE_H
 
+#include <algorithm>
+
 #include "config/mac_config.h"
 #include "core/mac_data.h"
 #include "platform/bounded.h"
@@ -34,16 +36,44 @@ protected:
         ASSERT_EQ(mac_create_entry(&entry), 0);
     }
 
-    // A data set with both areas on the scripted drivers.
+    // A data set with both areas on the scripted drivers, or with one of them.
     static void create_both(u32 type) {
         add_entry(type, 0x4d08, "script_main", "m");
         add_entry(type, 0x4d09, "script_spare", "s");
-        mac_driver_install(kDataInstance);
-        ASSERT_EQ(mac_data_create(kDataInstance, type), 0);
+        create(type);
+    }
+    static void create_main(u32 type) {
+        add_entry(type, 0x4d08, "script_main", "m");
+        create(type);
+    }
+    static void create_spare(u32 type) {
+        add_entry(type, 0x4d09, "script_spare", "s");
+        create(type);
     }
 
     static mac_area& area(u32 type, u32 index) {
         return mac_data_find_by_instid(kDataInstance, type)->area[index];
+    }
+
+    static Mac mac_of(u32 type, u32 index) {
+        Mac mac;
+        std::copy_n(area(type, index).mac, mac.size(), mac.begin());
+        return mac;
+    }
+
+    // Gives every field of a record a value that no script yields.
+    static void fill(u32 type, u32 index, u8 value) {
+        mac_area& target = area(type, index);
+        std::fill_n(target.mac, mac::kMacLength, value);
+        target.mac_num = value;
+        target.flag = value;
+        target.crc = value;
+    }
+
+private:
+    static void create(u32 type) {
+        mac_driver_install(kDataInstance);
+        ASSERT_EQ(mac_data_create(kDataInstance, type), 0);
     }
 };
 

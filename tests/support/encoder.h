@@ -34,6 +34,13 @@ std::string hex(const Record& bytes, size_t from = 0, size_t count = ~size_t{0})
 // Bytes of a digit string; blanks are skipped.
 Record bytes(const std::string& digits);
 
+// An object as it lies in memory, with its padding.
+template <typename T>
+Record bytes_of(const T& object) {
+    const u8* const first = reinterpret_cast<const u8*>(&object);
+    return {first, first + sizeof(object)};
+}
+
 }  // namespace test
 
 #endif
