@@ -401,35 +401,45 @@ TEST_F(MacctlCli, Readme_ShowsWhatTheDemoPrints) {
     EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
 }
 
+// A shell function: until the command succeeds, for half a minute at most.
+constexpr char kWaitFor[] =
+    "wait_for() { tries=0; until \"$@\"; do tries=$((tries + 1)); [ $tries -lt 300 ] || return 1; "
+    "sleep 0.1; done; }; ";
+
 TEST_F(MacctlCli, Log_Follow_PrintsLinesAsTheyCome) {
     const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
-    const Outcome outcome =
-        sh(tool + "log --follow > lines & follower=$!; sleep 1; " + tool +
-           "get addr -t 9 2>/dev/null; sleep 1; kill -INT $follower; wait $follower; echo $?; "
-           "grep -c 'type 9 find mng no exist' lines");
-    EXPECT_EQ(outcome.out, "0\n2\n");
+    const Outcome outcome = sh(
+        std::string(kWaitFor) +
+        "told() { [ $(grep -c 'type 9 find mng no exist' lines) = 2 ]; }; " + tool +
+        "log --follow > lines & follower=$!; wait_for [ -s lines ]; " + tool +
+        "get addr -t 9 2>/dev/null; wait_for told; kill -INT $follower; wait $follower; echo $?; "
+        "told && echo told");
+    EXPECT_EQ(outcome.out, "0\ntold\n");
 }
 
 TEST_F(MacctlCli, Terminal_AsksBeforeItReplaces_AndHasColours) {
     const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
     const Outcome outcome =
-        sh("export TERM=xterm LC_ALL=C.UTF-8 SHELL=/bin/sh; t='tmux -L '$$; $t -f /dev/null "
+        sh(std::string(kWaitFor) +
+           "export TERM=xterm LC_ALL=C.UTF-8 SHELL=/bin/sh; t='tmux -L '$$; $t -f /dev/null "
            "new-session -d -x 120 -y 40; "
+           "asked() { [ $($t capture-pane -p | grep -c 'y/N') = $1 ]; }; "
+           "shows() { $t capture-pane -p | grep -q \"$1\"; }; "
            "$t send-keys '" +
            tool +
-           "set num -t 0 8' Enter; sleep 1; $t send-keys n Enter; sleep 1; "
+           "set num -t 0 8' Enter; wait_for asked 1; $t send-keys n Enter; "
            "$t send-keys '" +
            tool +
-           "get num -t 0 > n1' Enter; "
+           "get num -t 0 > n1' Enter; wait_for [ -s n1 ]; "
            "$t send-keys '" +
            tool +
-           "set num -t 0 8' Enter; sleep 1; $t send-keys y Enter; sleep 1; "
+           "set num -t 0 8' Enter; wait_for asked 2; $t send-keys y Enter; "
            "$t send-keys '" +
            tool +
-           "get num -t 0 > n2' Enter; "
+           "get num -t 0 > n2' Enter; wait_for [ -s n2 ]; "
            "$t send-keys 'clear; " +
            tool +
-           "status' Enter; sleep 1; $t capture-pane -p -e > pane; "
+           "status; echo shown' Enter; wait_for shows '^shown'; $t capture-pane -p -e > pane; "
            "$t send-keys exit Enter; $t kill-server 2>/dev/null; cat n1 n2");
     EXPECT_EQ(outcome.out, "16\n8\n");
     const std::string pane = folder.read("pane");
