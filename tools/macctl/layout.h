@@ -39,6 +39,9 @@ struct Copy {
 
 const char* area_name(unsigned area);
 
+// What tells blocks, copies and media apart, as one number.
+inline u64 block_key(u32 inst, u32 type) { return u64{inst} << 32 | type; }
+
 // The block of one instance and MAC type.
 struct PoolLayout {
     u32 inst;
