@@ -29,6 +29,7 @@ const char* const kCommands[] = {
     "log",
     "check",
     "check -t 0",
+    "check --allow-blank",
     "repair --dry-run",
     "repair",
     "export",
@@ -58,6 +59,8 @@ const char* const kErrors[] = {
     "list -t 0 --format link",
     "diag nothing",
     "check -t 70",
+    "status -t 70",
+    "export -t 1",
     "import absent.json",
     "record decode absent.bin",
     "record verify manuinfo.bin --offset 0x4c1",
@@ -105,7 +108,6 @@ TEST_F(MacctlCli, Json_EveryError_IsAnObjectToo) {
 }
 
 TEST_F(MacctlCli, Json_EmptyResults_AreEmptyLists) {
-    EXPECT_EQ(json("status -t 70")["result"]["blocks"].dump(), "[]");
     EXPECT_EQ(json("list -t 0 -n 0")["result"]["addresses"].dump(), "[]");
     EXPECT_EQ(json("show types")["result"]["entries"].dump(), "[]");
     EXPECT_EQ(json("repair -t 0 -i 0xffffffff")["result"]["repairs"].dump(), "[]");
@@ -234,6 +236,7 @@ TEST_F(MacctlCli, Log_Follow_PrintsLinesAsTheyCome) {
 
 TEST_F(MacctlCli, Terminal_AsksBeforeItReplaces_AndHasColours) {
     const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
+    poke("eeprom-8.bin", 0x10, "QULT");
     const Outcome outcome =
         sh("export TERM=xterm LC_ALL=C.UTF-8 SHELL=/bin/sh; t='tmux -L '$$; $t -f /dev/null "
            "new-session -d -x 120 -y 40; "
@@ -256,7 +259,9 @@ TEST_F(MacctlCli, Terminal_AsksBeforeItReplaces_AndHasColours) {
     EXPECT_EQ(outcome.out, "16\n8\n");
     const std::string pane = folder.read("pane");
     EXPECT_NE(pane.find("\033[32mgood"), std::string::npos) << pane;
-    EXPECT_NE(pane.find("\033[1m\033[31merased"), std::string::npos) << pane;
+    EXPECT_NE(pane.find("\033[36mblank"), std::string::npos) << pane;
+    EXPECT_NE(pane.find("\033[36merased"), std::string::npos) << pane;
+    EXPECT_NE(pane.find("\033[1m\033[31mwrong tag"), std::string::npos) << pane;
 }
 
 }  // namespace

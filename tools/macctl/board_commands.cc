@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "platform/host/images.h"
 #include "platform/host/loader.h"
 #include "tools/macctl/board_check.h"
 #include "tools/macctl/board_compile.h"
@@ -43,6 +44,7 @@ Value finding_value(const std::string& file, const Finding& finding) {
 
 std::vector<Finding> findings_of(Context& context) {
     try {
+        context.leave_mistakes_to_command();
         std::vector<Finding> findings = check_layout(host::BoardFile::read(context.board()));
         // What the media hold, where they are there and can be read.
         const std::vector<Finding> blocks = check_blocks(context.target().inspect({}));
@@ -89,6 +91,18 @@ Value map_value(const std::vector<MediumMap>& media) {
     return value;
 }
 
+const char* words_for(host::ImageState state) {
+    switch (state) {
+        case host::ImageState::kMissing:
+            return "made, erased";
+        case host::ImageState::kCutShort:
+            return "was cut short when it was made; made anew, erased";
+        case host::ImageState::kThere:
+            break;
+    }
+    return "kept as it is";
+}
+
 }  // namespace
 
 Result board_check(Context& context) {
@@ -109,26 +123,23 @@ Result board_check(Context& context) {
 }
 
 Result board_init(Context& context) {
-    host::BoardFile file = host::BoardFile::read(context.board());
-    const host::BoardLock lock(file, host::Access::kReadWrite);
+    host::BoardFile file = context.board_file();
+    const host::BoardLock lock(file, host::Access::kReadWrite, context.lock_wait());
     Result result;
     result.data["images"] = Value::array();
-    std::vector<bool> there;
-    for (const std::string& image : images_of(file)) {
-        there.push_back(std::filesystem::exists(file.resolve(image)));
+    for (const host::ImageSpec& spec : host::image_specs(file)) {
+        const host::ImageState state = host::image_state(file, spec);
+        result.text += fmt::format("{}: {}\n", spec.image, words_for(state));
+        result.data["images"].push_back({{"image", spec.image},
+                                         {"made", state == host::ImageState::kMissing},
+                                         {"mended", state == host::ImageState::kCutShort}});
     }
-    const std::vector<std::string> images = images_of(file);
-    (void)host::Board::open(std::move(file));
-    for (size_t i = 0; i < images.size(); ++i) {
-        result.text +=
-            fmt::format("{}: {}\n", images[i], there[i] ? "kept as it is" : "made, erased");
-        result.data["images"].push_back({{"image", images[i]}, {"made", !there[i]}});
-    }
+    (void)host::Board::open(std::move(file), host::Access::kMend);
     return result;
 }
 
 Result board_map(Context& context) {
-    const host::BoardFile file = host::BoardFile::read(context.board());
+    const host::BoardFile file = context.board_file();
     const std::vector<MediumMap> media = map_board(file);
     Result result;
     result.data["media"] = map_value(media);
@@ -140,13 +151,13 @@ Result board_map(Context& context) {
     if (context.options.svg == "-") {
         result.text = svg;
     } else {
-        replace_file(context.options.svg, {svg.begin(), svg.end()});
+        host::replace_file(context.options.svg, svg);
     }
     return result;
 }
 
 Result board_compile(Context& context) {
-    replace_file(context.options.file, compile_board(host::BoardFile::read(context.board())));
+    host::replace_file(context.options.file, compile_board(host::BoardFile::read(context.board())));
     return {"", {{"file", context.options.file}}};
 }
 
@@ -156,7 +167,7 @@ Result board_install(Context& context) {
         std::filesystem::path(folder.empty() ? "/lib/firmware" : folder) / kBoardFirmware;
     const std::vector<u8> blob = compile_board(host::BoardFile::read(context.board()));
     std::filesystem::create_directories(path.parent_path());
-    replace_file(path, blob);
+    host::replace_file(path, blob);
     return {"", {{"file", path.string()}}};
 }
 

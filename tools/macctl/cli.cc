@@ -11,6 +11,7 @@
 #include "tools/macctl/completion.h"
 #include "tools/macctl/json.h"
 #include "tools/macctl/manual.h"
+#include "tools/macctl/output.h"
 #include "tools/macctl/words.h"
 
 namespace macctl {
@@ -94,7 +95,7 @@ public:
             "Words may be shortened: \"macctl st\" is \"macctl status\".\n"
             "Exit status: 0 done, 1 usage, 2 refused, 3 not found, 4 a copy is no good, 5 no copy "
             "is\n"
-            "good, 6 repaired, 7 not written.\n"
+            "good, 6 repaired, 7 not written, 8 blank.\n"
             "\"macctl help COMMAND\" says more, with an example.");
         add_options(&app_, options, global_options());
         app_.get_option("--device")->excludes(app_.get_option("--board"));
@@ -145,12 +146,12 @@ bool wants_json(const std::vector<std::string>& words) {
 
 int print_error(bool json, const std::string& path, const std::string& text, int exit,
                 std::optional<u32> status = std::nullopt) {
-    fmt::print(stderr, "macctl: {}\n", text);
+    put_err(fmt::format("macctl: {}\n", text));
     if (!json) return exit;
     Value error = {{"message", text}};
     error["status"] = status ? Value(fmt::format("0x{:08x}", *status)) : Value();
     error["name"] = status ? Value(status_name(*status)) : Value();
-    fmt::print("{}\n", json_pages({{"command", path}, {"exit", exit}, {"error", error}}));
+    put_out(json_pages({{"command", path}, {"exit", exit}, {"error", error}}) + "\n");
     return exit;
 }
 
@@ -160,23 +161,29 @@ int print_usage_error(bool json, const std::string& path, const std::string& tex
 
 int print_result(const Options& options, const std::string& path, const Result& result) {
     if (!options.json) {
-        fmt::print("{}", result.text);
+        put_out(result.text);
     } else if (!result.data.is_null()) {
-        fmt::print("{}\n",
-                   json_pages({{"command", path}, {"exit", result.exit}, {"result", result.data}}));
+        put_out(json_pages({{"command", path}, {"exit", result.exit}, {"result", result.data}}) +
+                "\n");
     }
     return result.exit;
 }
 
 int run_command(const Options& options, const CommandRow& row) {
+    Context context(options);
     try {
-        Context context(options);
-        return print_result(options, row.path, row.run(context));
+        const Result result = row.run(context);
+        context.finish();
+        return print_result(options, row.path, result);
+    } catch (const OutputError&) {
+        throw;
     } catch (const Failure& failure) {
-        return print_error(options.json, row.path, failure.what(), failure.exit(),
-                           failure.status());
+        return print_error(options.json, row.path, failure.what() + context.reasons(),
+                           failure.exit(), failure.status());
     } catch (const StartUpError& error) {
         return print_error(options.json, row.path, error.what(), kExitRefused);
+    } catch (const host::WriteError& error) {
+        return print_error(options.json, row.path, error.what(), kExitNotWritten);
     } catch (const std::exception& error) {
         return print_error(options.json, row.path, error.what(), kExitUsage);
     }
@@ -209,32 +216,48 @@ int parse_and_run(bool json, Resolved resolved) {
     try {
         parser.app().parse(resolved.words);
     } catch (const CLI::CallForHelp&) {
-        fmt::print("{}", help_of(row));
+        put_out(help_of(row));
         return kExitDone;
-    } catch (const CLI::CallForVersion& version) {
-        return parser.app().exit(version);
+    } catch (const CLI::CallForVersion&) {
+        put_out(fmt::format("{}\n", kVersion));
+        return kExitDone;
     } catch (const CLI::ParseError& error) {
         if (row == nullptr && !json) {
-            fmt::print(stderr, "{}", help_of(row));
+            put_err(help_of(row));
             return kExitUsage;
         }
         const bool word_missing = row == nullptr || is_object(*row);
         return print_usage_error(json, path, word_missing ? missing_word(row) : error.what());
     }
     if (row->run != nullptr) return run_command(options, *row);
-    fmt::print("{}", own_answer(options, *row));
+    put_out(own_answer(options, *row));
     return kExitDone;
 }
 
 }  // namespace
 
-int run_command_line(int argc, char** argv) {
-    const std::vector<std::string> given(argv + 1, argv + argc);
+namespace {
+
+int run(const std::vector<std::string>& given) {
     const bool json = wants_json(given);
     try {
         return parse_and_run(json, resolve(given));
     } catch (const UsageError& error) {
         return print_usage_error(json, "", error.what());
+    }
+}
+
+}  // namespace
+
+int run_command_line(int argc, char** argv) {
+    prepare_streams();
+    try {
+        const int exit = run({argv + 1, argv + argc});
+        finish_out();
+        return exit;
+    } catch (const OutputError& error) {
+        put_err(fmt::format("macctl: {}\n", error.what()));
+        return kExitNotWritten;
     }
 }
 

@@ -17,7 +17,8 @@ enum Exit {
     kExitDegraded = 4,    // a copy is no good, the block is there
     kExitLost = 5,        // no copy of a block is good
     kExitRepaired = 6,    // something was repaired
-    kExitNotWritten = 7,  // nothing, or not all, was written
+    kExitNotWritten = 7,  // nothing, or not all, was written: to media, files or standard output
+    kExitBlank = 8,       // nothing was ever written
 };
 
 // The command cannot be done.
@@ -51,9 +52,11 @@ struct Options {
     bool follow = false;
     bool strict = false;
     bool force = false;
+    bool allow_blank = false;
     std::optional<u32> inst;
     std::optional<u32> type;
     std::optional<u32> num;
+    std::optional<u32> wait;  // seconds for the board's lock
     MacAddress address{};
     std::string name;        // attribute, shell, ...
     std::string file;        // input or output
@@ -79,17 +82,36 @@ public:
     Target& target();
     // The board file that was named. Throws TargetError.
     const std::string& board() const;
+    // The same, read; what is wrong with it is told. Throws BoardError.
+    host::BoardFile board_file() const;
+
+    // How the board's lock is waited for.
+    host::LockWait lock_wait() const;
+
+    // What is wrong with the board file is what the command prints.
+    void leave_mistakes_to_command() { tell_mistakes_ = false; }
+
+    // After the command has run: the board is free for others, and what is to be known of it is
+    // told. Throws what Target::finish() throws.
+    void finish();
+    // "; the image e.bin is not writable: ...", or nothing: why the system could not go on.
+    std::string reasons() const;
 
     const Options& options;
 
 private:
+    BoardUse use() const;
+
     std::unique_ptr<Target> target_;
+    bool tell_mistakes_ = true;
 };
 
 using Command = Result (*)(Context& context);
 
 // Turns a refusal of the system into a Failure that says what, where and why.
 void must(const Context& context, const std::string& what, u32 status);
+// The same for blocks that a board does not have, by the type and instance that were asked for.
+[[noreturn]] void refuse_absent(const Context& context, const std::string& what);
 // The exit status for a status of the system.
 Exit exit_for(u32 status);
 

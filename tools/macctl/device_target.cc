@@ -97,7 +97,7 @@ public:
     }
 
     std::vector<PoolReport> inspect(const PoolFilter& filter) override {
-        const auto board = host::Board::open(live_board(), host::Access::kReadOnly);
+        const auto board = host::Board::open(board_of_device(), host::Access::kReadOnly);
         std::vector<PoolReport> reports = macctl::inspect(board.get(), filter);
         // A record may be on its way to the medium: what looks bad is looked at again.
         for (const PoolReport& report : reports) {
@@ -107,6 +107,17 @@ public:
     }
 
 private:
+    host::BoardFile board_of_device() const {
+        try {
+            return live_board();
+        } catch (const TargetError&) {
+            // What is not the control device says so; nothing else about it matters.
+            std::string ignored;
+            (void)client_.show_types(&ignored);
+            throw;
+        }
+    }
+
     Client client_;
 };
 

@@ -199,12 +199,4 @@ Layout read_layout(const host::BoardFile& file) {
     return layout;
 }
 
-std::vector<std::string> images_of(const host::BoardFile& file) {
-    std::vector<std::string> images;
-    for (const auto& flash : file.flashes()) images.push_back(flash.image);
-    for (const auto& eeprom : file.eeproms()) images.push_back(eeprom.image);
-    if (file.env()) images.push_back(file.env()->image);
-    return images;
-}
-
 }  // namespace macctl

@@ -66,9 +66,6 @@ struct Layout {
 
 Layout read_layout(const host::BoardFile& file);
 
-// The images of all media, as the file names them.
-std::vector<std::string> images_of(const host::BoardFile& file);
-
 // The 22 MAC types: 0 to 5 and 64 to 79.
 bool is_known_type(u32 type);
 

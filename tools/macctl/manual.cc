@@ -127,7 +127,13 @@ no copy of a block is good
 something was repaired
 .TP
 .B 7
-nothing, or not all, was written
+nothing, or not all, was written: to the media, to a file, or to standard output
+.TP
+.B 8
+nothing was ever written where a block is to be. A power cut while the erase block of both
+copies is erased looks the same, so this is no success; before programming,
+.B check \-\-allow\-blank
+makes it one
 .SH EXAMPLES
 Lay out, check and program a board, and see what is on it:
 .PP
@@ -162,6 +168,10 @@ held while a board file's media are in use
 .TP
 .IR BOARD .state
 mounted instances and the module's log, from one run to the next
+.TP
+.IR . FILE .mac_mng\-new
+a file while it is written, beside its place; the next run that writes FILE removes one that a
+kill left
 .SH ENVIRONMENT
 .TP
 .B NO_COLOR

@@ -9,7 +9,7 @@
 
 namespace macctl {
 
-enum class Colour { kNone, kGood, kWarning, kBad };
+enum class Colour { kNone, kGood, kWarning, kBlank, kBad };
 
 // The text in that colour when standard output is a terminal that has colours.
 std::string coloured(const std::string& text, Colour colour);
