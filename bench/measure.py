@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 """Measurements: instructions by callgrind, times by Google Benchmark, bytes by strace."""
+import binascii
 import json
 import pathlib
 import re
@@ -18,6 +19,10 @@ GROWTH = (122, 500, 1000, 2000, 4000, 16000)
 PLAIN = {"GLIBC_TUNABLES": "glibc.cpu.hwcaps=-AVX2,-AVX512VL,-AVX512F,-ERMS,-FSRM,-BMI2",
          "PATH": "/usr/bin:/bin"}
 ADDRESS = "02:00:00:00:00:01"
+MAC_TYPES = (*range(6), *range(64, 80))
+RECORD_BYTES = 16
+BOARD_ENTRIES = (1000, 100000)
+BOARD_COMMANDS = ("status", "board check", "board map")
 
 
 def callgrind(command, folder):
@@ -143,6 +148,52 @@ def start_counts(programs, macctl):
                     "macctl, an address of an environment of 64 bytes": readers(macctl)["macctl"]}
         return {f"start: {what}": callgrind(command, folder)[""]
                 for what, command in commands.items()}
+
+
+def qolt(number):
+    """A record of the one address of that number."""
+    record = b"QOLT" + struct.pack(">I", 1) + (0x020000000000 + number).to_bytes(6, "big")
+    return record + struct.pack(">H", binascii.crc_hqx(record, 0xffff))
+
+
+def storage_node(name, blocks, start):
+    """The entries of an instance's blocks, from an offset on."""
+    entries = "".join(f'<e id="{mac_type}" drv_name="drv_mac_flash" chip_id="0" '
+                      f'channel="{start + RECORD_BYTES * number:#x}" mac_num="16"/>\n'
+                      for mac_type, number in zip(MAC_TYPES, blocks))
+    return f"<{name}>\n{entries}</{name}>\n"
+
+
+def large_board(folder, entries):
+    """Programmed blocks in instances of all types, their main and spare copies in two halves of
+    one flash; both files are as long as the entries are many."""
+    blocks = entries // 2
+    half = -(-blocks * RECORD_BYTES // 4096) * 4096
+    records = b"".join(map(qolt, range(blocks))).ljust(half, b"\xff")
+    (folder / "flash.bin").write_bytes(records * 2)
+    instances = []
+    for first in range(0, blocks, len(MAC_TYPES)):
+        own = range(first, min(first + len(MAC_TYPES), blocks))
+        instances.append(f'<instance id="{first}"><mac_mng>\n'
+                         + storage_node("mac_storage_main", own, 0)
+                         + storage_node("mac_storage_spare", own, half)
+                         + "</mac_mng></instance>\n")
+    (folder / "b.xml").write_text(
+        f'<board><platform><flash chip="0" image="flash.bin" mtd="flash" size="{2 * half:#x}" '
+        f'erase="4096"/></platform>\n{"".join(instances)}</board>\n')
+
+
+def board_counts(macctl):
+    """Instructions of whole processes that look at all of a board, by its entries."""
+    result = {}
+    for entries in BOARD_ENTRIES:
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            large_board(folder, entries)
+            for command in BOARD_COMMANDS:
+                counts = callgrind([macctl, "-b", "b.xml", *command.split()], folder)
+                result[f"board: {command}, {entries} entries"] = counts[""]
+    return result
 
 
 def environment_traffic(macctl):

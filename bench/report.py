@@ -27,6 +27,8 @@ PAGE = ROOT / "docs" / "benchmarks.md"
 PLOTS = ROOT / "docs" / "benchmarks"
 RISE = 1.03
 STACK_LIMIT = 2048
+# A hundred times the entries may cost so many times the instructions.
+GROWTH_LIMIT = 120
 INSTANCES = (1, 2, 4, 16, 64, 256, 1024)
 # What is aimed at: the workload, the limit, and in what.
 TARGETS = [
@@ -45,6 +47,7 @@ def all_counts(programs, macctl, guest, peers):
     readers = ("macctl", "fw_printenv") if peers else ("macctl",)
     counts.update(measure.process_counts(macctl, readers))
     counts.update(measure.start_counts(programs, macctl))
+    counts.update(measure.board_counts(macctl))
     counts.update({f"memory: {name}": size
                    for name, size in measure.memory(programs / "bench_memory").items()})
     counts.update(kernel.counts(guest))
@@ -68,10 +71,24 @@ def complaint(name, count, record):
     return None
 
 
+def growth(counts):
+    """How many times a large board costs what a small one does, by the command."""
+    small, large = measure.BOARD_ENTRIES
+    return {command: counts[f"board: {command}, {large} entries"] /
+                     counts[f"board: {command}, {small} entries"]
+            for command in measure.BOARD_COMMANDS}
+
+
 def check(programs, macctl, guest):
     record = json.loads(RECORD.read_text())["counts"]
     _, counts = all_counts(programs, macctl, guest, peers=False)
     bad = good = 0
+    for command, times in growth(counts).items():
+        linear = times <= GROWTH_LIMIT
+        if not linear:
+            print(f"not ok  {command} of a large board: {times:.0f} times a small one")
+        bad += not linear
+        good += linear
     for name in filter(ours, counts):
         wrong = complaint(name, counts[name], record)
         if wrong:
@@ -125,6 +142,11 @@ def targets(counts, times):
                      "fewer instructions than fw_printenv",
                      f"{own / 1e6:.2f} M against {peer / 1e6:.2f} M",
                      "yes" if own < peer else "**no**"])
+    small, large = measure.BOARD_ENTRIES
+    for command, factor in growth(counts).items():
+        rows.append([f"`macctl {command}` of a board of {large} entries",
+                     f"at most {GROWTH_LIMIT} times the instructions of {small}",
+                     f"{factor:.0f} times", "yes" if factor <= GROWTH_LIMIT else "**no**"])
     rows += kernel_targets(counts)
     return table(["what", "target", "found", "met"], rows)
 
@@ -243,6 +265,7 @@ def write_page(machine, workloads, counts, times, moved, guest):
                              for name, row in moved.items()]),
              "processes": process_table(counts),
              "starts": listed(["start", "instructions"], "start: "),
+             "boards": listed(["all of a board", "instructions"], "board: "),
              "kernel": kernel_table(counts),
              "kernel_version": kernel.version(guest),
              "sizes": size_table(counts),

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <set>
 
+#include "platform/host/images.h"
 #include "platform/host/mtd_device.h"
 
 namespace host {
@@ -29,38 +30,34 @@ Board* attached_board() { return current_board; }
 // second makes the missing ones.
 class Board::Opener {
 public:
-    Opener(const BoardFile& file, bool in_memory, Access access, StoreWrapper wrap,
-           std::map<std::string, MemoryStore*>* memory)
-        : file_(file),
+    Opener(Board* board, bool in_memory, Access access, StoreWrapper wrap)
+        : board_(board),
+          file_(board->file_),
           in_memory_(in_memory),
           access_(access),
-          wrap_(std::move(wrap)),
-          memory_(memory) {}
+          wrap_(std::move(wrap)) {}
 
-    void check(const std::string& image, unsigned line, u64 size, bool at_least) {
+    void check(const ImageSpec& spec) {
+        const std::string& image = spec.image;
         const std::filesystem::path path = file_.resolve(image);
         const std::string key = std::filesystem::weakly_canonical(path).string();
         // A partition may well hold records and the environment.
         if (!images_.insert(key).second && !is_mtd_path(image)) {
-            file_.fail(line, "the image " + image + " serves two media");
+            file_.fail(spec.line, "the image " + image + " serves two media");
         }
         if (in_memory_) return;
         struct stat status {};
         if (stat(path.c_str(), &status) != 0) {
-            if (access_ == Access::kReadWrite) check_creatable(path, image, line);
+            if (writing()) check_creatable(path, spec);
             return;
         }
         if (is_mtd(status)) return;
         if (!S_ISREG(status.st_mode)) {
-            file_.fail(line, "the image " + image +
-                                 " is neither a regular file nor an MTD character device");
+            file_.fail(spec.line, "the image " + image +
+                                      " is neither a regular file nor an MTD character device");
         }
-        const u64 found = static_cast<u64>(status.st_size);
-        if (at_least || access_ == Access::kReadOnly ? found < size : found != size) {
-            file_.fail(line, "the image " + image + " has " + std::to_string(found) +
-                                 " bytes, expected " + std::to_string(size));
-        }
-        close(open_file(path, image, line));
+        check_size(spec, static_cast<u64>(status.st_size));
+        close(open_file(path, image, spec.line).descriptor);
     }
 
     std::unique_ptr<NorDevice> nor(const std::string& image, unsigned line, u64 size, u32 erase,
@@ -71,16 +68,15 @@ public:
         }
         MtdGeometry geometry{};
         std::string error;
-        const bool writing = access_ == Access::kReadWrite;
-        auto device = open_mtd(path.string(), writing, &geometry, &error);
+        auto device = open_mtd(path.string(), writing(), &geometry, &error);
         if (device == nullptr) file_.fail(line, image + ": " + error);
-        if (writing && !geometry.writable)
+        if (writing() && !geometry.writable)
             file_.fail(line, image + ": the MTD device is read-only");
-        if (at_least || !writing ? geometry.size < size : geometry.size != size) {
+        if (at_least || access_ == Access::kReadOnly ? geometry.size < size : geometry.size != size) {
             file_.fail(line, image + ": the MTD device has " + std::to_string(geometry.size) +
                                  " bytes, expected " + std::to_string(size));
         }
-        if (writing && erase != 0 && geometry.erase_size != erase) {
+        if (writing() && erase != 0 && geometry.erase_size != erase) {
             file_.fail(line, image + ": the MTD device erases " +
                                  std::to_string(geometry.erase_size) + " bytes at once, expected " +
                                  std::to_string(erase));
@@ -93,22 +89,28 @@ public:
         const u32 bytes = static_cast<u32>(size);
         if (in_memory_) {
             auto memory = std::make_unique<MemoryStore>(bytes);
-            (*memory_)[image] = memory.get();
+            board_->memory_[image] = memory.get();
             if (wrap_) return wrap_(std::move(memory));
             return memory;
         }
         const std::filesystem::path path = file_.resolve(image);
+        const ImageSpec spec = {image, line, size, false};
         const bool missing = !std::filesystem::exists(path);
-        if (missing && access_ == Access::kReadOnly) return std::make_unique<AbsentStore>(bytes);
-        const int descriptor = open_file(path, image, line);
-        struct stat status {};
-        fstat(descriptor, &status);
-        const u32 length = missing ? bytes : static_cast<u32>(status.st_size);
-        auto store = std::make_unique<FileStore>(descriptor, length);
-        if (missing && !store->write(0, std::vector<u8>(bytes, 0xff))) {
-            file_.fail(line, "the image " + image + " cannot be written: " + strerror(errno));
+        if (missing && !writing()) {
+            return std::make_unique<AbsentStore>(bytes, "the image " + image + " is not there",
+                                                 &board_->refused_);
         }
-        return store;
+        if (missing || is_to_be_mended(spec)) {
+            make_image(file_, spec);
+            board_->made_.push_back(image);
+        }
+        const Opened opened = open_file(path, image, line);
+        struct stat status {};
+        fstat(opened.descriptor, &status);
+        auto store =
+            std::make_unique<FileStore>(opened.descriptor, static_cast<u32>(status.st_size));
+        if (opened.refusal.empty()) return store;
+        return std::make_unique<ReadOnlyStore>(std::move(store), opened.refusal, &board_->refused_);
     }
 
     bool is_mtd_path(const std::string& image) const {
@@ -120,37 +122,66 @@ public:
     bool nor_flags() const { return nor_flags_; }
 
 private:
+    struct Opened {
+        int descriptor;
+        std::string refusal;  // why it cannot be written; empty when it can be
+    };
+
     static bool is_mtd(const struct stat& status) {
         return S_ISCHR(status.st_mode) && major(status.st_rdev) == kMtdMajor;
     }
 
-    void check_creatable(const std::filesystem::path& path, const std::string& image,
-                         unsigned line) const {
+    bool writing() const {
+        return access_ != Access::kReadOnly && access_ != Access::kRehearse;
+    }
+
+    bool is_to_be_mended(const ImageSpec& spec) const {
+        return access_ == Access::kMend && image_state(file_, spec) == ImageState::kCutShort;
+    }
+
+    void check_size(const ImageSpec& spec, u64 found) const {
+        const bool enough = spec.at_least || access_ == Access::kReadOnly;
+        if (enough ? found >= spec.size : found == spec.size) return;
+        const bool cut_short = image_state(file_, spec) == ImageState::kCutShort;
+        if (cut_short && access_ == Access::kMend) return;
+        file_.fail(spec.line,
+                   "the image " + spec.image + " has " + std::to_string(found) +
+                       " bytes, expected " + std::to_string(spec.size) +
+                       (cut_short ? "; it was cut short when it was made: \"board init\" makes it "
+                                    "anew"
+                                  : ""));
+    }
+
+    void check_creatable(const std::filesystem::path& path, const ImageSpec& spec) const {
         if (errno == ENOENT &&
             access(path.parent_path().empty() ? "." : path.parent_path().c_str(), W_OK) == 0) {
             return;
         }
-        file_.fail(line, "the image " + image + " cannot be made: " + strerror(errno));
+        file_.fail(spec.line, "the image " + spec.image + " cannot be made: " + strerror(errno));
     }
 
-    int open_file(const std::filesystem::path& path, const std::string& image,
-                  unsigned line) const {
-        const bool writing = access_ == Access::kReadWrite;
-        const int descriptor =
-            ::open(path.c_str(), (writing ? O_RDWR | O_CREAT : O_RDONLY) | O_CLOEXEC, 0644);
-        if (descriptor < 0) {
-            file_.fail(line, "the image " + image +
-                                 (writing ? " is not writable: " : " cannot be read: ") +
-                                 strerror(errno));
+    Opened open_file(const std::filesystem::path& path, const std::string& image,
+                     unsigned line) const {
+        const std::string what = "the image " + image;
+        std::string refusal = what + " is open for reading only";
+        if (writing()) {
+            const int descriptor = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+            if (descriptor >= 0) return {descriptor, ""};
+            refusal = what + " is not writable: " + strerror(errno);
+            if (!is_forbidden(errno) || access_ != Access::kWherePermitted) {
+                file_.fail(line, refusal);
+            }
         }
-        return descriptor;
+        const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (descriptor < 0) file_.fail(line, what + " cannot be read: " + strerror(errno));
+        return {descriptor, refusal};
     }
 
+    Board* board_;
     const BoardFile& file_;
     bool in_memory_;
     Access access_;
     StoreWrapper wrap_;
-    std::map<std::string, MemoryStore*>* memory_;
     std::set<std::string> images_;
     bool nor_flags_ = false;
 };
@@ -169,14 +200,8 @@ std::unique_ptr<Board> Board::make(BoardFile file, bool in_memory, Access access
                                    StoreWrapper wrap) {
     std::unique_ptr<Board> board(new Board(std::move(file)));
     const BoardFile& from = board->file_;
-    Opener opener(from, in_memory, access, std::move(wrap), &board->memory_);
-    for (const FlashSpec& flash : from.flashes()) {
-        opener.check(flash.image, flash.line, flash.size, false);
-    }
-    for (const EepromSpec& eeprom : from.eeproms()) {
-        opener.check(eeprom.image, eeprom.line, eeprom.size, false);
-    }
-    if (from.env()) opener.check(from.env()->image, from.env()->line, from.env()->end(), true);
+    Opener opener(board.get(), in_memory, access, std::move(wrap));
+    for (const ImageSpec& spec : image_specs(from)) opener.check(spec);
     for (const FlashSpec& flash : from.flashes()) {
         board->flashes_.push_back(std::make_unique<FlashMedium>(
             opener.nor(flash.image, flash.line, flash.size, flash.erase, false)));

@@ -15,15 +15,25 @@
 
 namespace host {
 
-// To look only: nothing is made and nothing can be written; a medium whose image is
-// not there cannot be read, and an image may be larger than the board file says.
-enum class Access { kReadWrite, kReadOnly };
+// What may be done to the images. Unless it is to look only, those that are not there are made.
+enum class Access {
+    kReadWrite,
+    // The same, and an image that was cut short when it was made is made anew.
+    kMend,
+    // An image that this user may read and not write can be read; a write to it is refused.
+    kWherePermitted,
+    // To look only: nothing is made and nothing can be written; a medium whose image is
+    // not there cannot be read, and an image may be larger than the board file says.
+    kReadOnly,
+    // The same, and an image has to be of the size that writing wants.
+    kRehearse,
+};
 
 class Board {
 public:
     // Opens every medium of a board file: a regular file (made, erased, when it is
     // missing), an MTD character device, or an EEPROM's file under /sys. Throws
-    // BoardError before any of them is changed.
+    // BoardError before any of them is changed, and WriteError when one cannot be made.
     static std::unique_ptr<Board> open(BoardFile file, Access access = Access::kReadWrite);
 
     // The same over images in memory. Each goes through `wrap`, where one is given:
@@ -42,6 +52,10 @@ public:
         return find(file_.eeproms(), eeproms_, inst, chip);
     }
     Environment* env() const { return env_.get(); }
+
+    // The images that were made, and why others were not what was asked of them.
+    const std::vector<std::string>& made() const { return made_; }
+    const Reasons& refused() const { return refused_; }
 
     // The bytes of an image in memory, by its name in the board file.
     std::vector<u8>& memory(const std::string& image) { return memory_.at(image)->bytes(); }
@@ -69,6 +83,8 @@ private:
     Media eeproms_;
     std::unique_ptr<Environment> env_;
     std::map<std::string, MemoryStore*> memory_;
+    std::vector<std::string> made_;
+    Reasons refused_;
     std::map<pugi::xml_node, std::vector<xml_entry>> entries_;
 };
 

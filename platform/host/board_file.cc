@@ -5,11 +5,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <set>
 #include <sstream>
 
 #include "mac_mng/mac_mng.h"
+#include "platform/host/files.h"
 
 namespace host {
 
@@ -19,6 +19,14 @@ constexpr u32 kMediumMax = 0x40000000;
 constexpr u32 kLogLevelMax = 3;
 
 bool same_text(const char* left, const char* right) { return std::strcmp(left, right) == 0; }
+
+std::vector<u32> line_ends_of(const std::string& text) {
+    std::vector<u32> ends;
+    for (size_t at = 0; (at = text.find('\n', at)) != std::string::npos; ++at) {
+        ends.push_back(static_cast<u32>(at));
+    }
+    return ends;
+}
 
 }  // namespace
 
@@ -33,28 +41,26 @@ std::optional<u32> parse_u32(const char* text) {
 }
 
 BoardFile BoardFile::read(const std::filesystem::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream)
-        throw BoardError(path.string(), 1, std::string("cannot be read: ") + strerror(errno));
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return parse(text.str(), path);
+    std::string text;
+    try {
+        text = read_file(path, Source::kFile, kTextMax);
+    } catch (const ReadError& error) {
+        throw BoardError(path.string(), 1, "cannot be read: " + error.reason());
+    }
+    return parse(std::move(text), path);
 }
 
 BoardFile BoardFile::parse(std::string text, const std::filesystem::path& path) {
     BoardFile file;
     file.path_ = path;
     file.source_ = std::move(text);
-    if (file.source_.starts_with("\xff\xfe") || file.source_.starts_with("\xfe\xff")) {
-        file.fail(1, "is UTF-16 text, expected UTF-8");
-    }
+    if (const char* const problem = encoding_problem(file.source_)) file.fail(1, problem);
+    file.line_ends_ = line_ends_of(file.source_);
     // No other encoding: offsets, and so lines, are those of the text as it is.
     const pugi::xml_parse_result result = file.document_.load_buffer(
         file.source_.data(), file.source_.size(), pugi::parse_default, pugi::encoding_utf8);
     if (!result) {
-        const auto end = file.source_.begin() + result.offset;
-        const auto line = 1 + std::count(file.source_.begin(), end, '\n');
-        file.fail(static_cast<unsigned>(line),
+        file.fail(file.line_at(result.offset),
                   std::string("not well-formed XML: ") + result.description());
     }
     const pugi::xml_node board = file.document_.document_element();
@@ -78,10 +84,12 @@ void BoardFile::fail_at(pugi::xml_node node, const std::string& reason) const {
     fail(line_of(node), reason);
 }
 
-unsigned BoardFile::line_of(pugi::xml_node node) const {
-    const std::ptrdiff_t offset = std::max<std::ptrdiff_t>(node.offset_debug(), 0);
-    return static_cast<unsigned>(1 + std::count(source_.begin(), source_.begin() + offset, '\n'));
+unsigned BoardFile::line_at(std::ptrdiff_t offset) const {
+    const auto end = std::lower_bound(line_ends_.begin(), line_ends_.end(), offset);
+    return static_cast<unsigned>(1 + (end - line_ends_.begin()));
 }
+
+unsigned BoardFile::line_of(pugi::xml_node node) const { return line_at(node.offset_debug()); }
 
 std::filesystem::path BoardFile::resolve(const std::string& image) const {
     return path_.parent_path() / image;

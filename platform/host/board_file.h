@@ -94,6 +94,7 @@ public:
 
 private:
     BoardFile() = default;
+    unsigned line_at(std::ptrdiff_t offset) const;
     [[noreturn]] void fail_at(pugi::xml_node node, const std::string& reason) const;
     void read_platform(pugi::xml_node platform);
     void read_flash(pugi::xml_node node);
@@ -110,6 +111,7 @@ private:
 
     std::filesystem::path path_;
     std::string source_;
+    std::vector<u32> line_ends_;  // where they stand, so that no line is counted from the top
     pugi::xml_document document_;
     std::string name_;
     const platform::Crc16Variant* crc16_ = nullptr;

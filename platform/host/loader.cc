@@ -8,9 +8,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <cstring>
-#include <fstream>
 #include <string_view>
+#include <thread>
 
 #include "base/vocabulary.h"
 #include "config/mac_config.h"
@@ -29,6 +30,9 @@ namespace {
 constexpr std::string_view kMounted = "mounted ";
 constexpr std::string_view kLog = "log ";
 constexpr size_t kLogBytes = 8192;  // about what the module's ring holds
+constexpr std::chrono::milliseconds kLockPause{2};
+constexpr std::chrono::milliseconds kLongLockPause{50};
+constexpr std::chrono::seconds kLockPatience{1};  // then it is told
 
 // What would dangle in a kernel once the module's image is gone.
 void reclaim() {
@@ -41,18 +45,6 @@ void reclaim() {
 bool run(u32 command, u32 inst) {
     mac_ioctl_instance record = {inst};
     return device_ioctl(command, &record) == 0;
-}
-
-// Streams cost more than all the rest of a short run.
-bool read_file(const std::filesystem::path& path, std::string* content) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return false;
-    char part[4096];
-    for (ssize_t got = 0; (got = ::read(descriptor, part, sizeof(part))) > 0;) {
-        content->append(part, static_cast<size_t>(got));
-    }
-    close(descriptor);
-    return true;
 }
 
 // The text up to a character, which is taken from the front of the rest with it.
@@ -76,6 +68,15 @@ std::optional<u32> decimal(std::string_view text) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
     return value;
+}
+
+// Lines for the mounted instances.
+std::string mounted_lines() {
+    std::string lines;
+    g_mac_config.config_list.for_each([&lines](const mac_inst_config* config) {
+        lines.append(kMounted).append(std::to_string(config->inst_id)).append("\n");
+    });
+    return lines;
 }
 
 std::filesystem::path state_path(const std::filesystem::path& board_file) {
@@ -103,38 +104,81 @@ Module::~Module() {
     attach(nullptr);
 }
 
-BoardLock::BoardLock(const BoardFile& file, Access access) {
+BoardLock::BoardLock(const BoardFile& file, Access access, const LockWait& wait) {
     const std::string path = file.path().string() + ".lock";
-    descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (descriptor_ < 0 && access == Access::kReadOnly) return;
-    if (descriptor_ < 0) {
-        file.fail(1, "the lock file " + path + " cannot be made: " + strerror(errno));
+    open_file(path);
+    if (problem_.empty()) {
+        take(path, wait);
+    } else if (access != Access::kReadOnly) {
+        file.fail(1, problem_);
     }
-    flock(descriptor_, LOCK_EX);
+}
+
+// To lock a file it is enough to read it, and one that somebody else made may be no more than
+// readable.
+void BoardLock::open_file(const std::string& path) {
+    descriptor_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (descriptor_ >= 0) return;
+    const int error = errno;
+    descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor_ >= 0) return;
+    const bool there = errno != ENOENT;
+    problem_ = "the lock file " + path + (there ? " cannot be opened: " : " cannot be made: ") +
+               strerror(there ? errno : error);
+}
+
+void BoardLock::take(const std::string& path, const LockWait& wait) const {
+    using Clock = std::chrono::steady_clock;
+    const std::string busy = "another process works on the board (" + path + ")";
+    const Clock::time_point start = Clock::now();
+    bool told = false;
+    // Where a file system knows no locks, nobody else has it.
+    while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+        const auto waited = Clock::now() - start;
+        if (wait.seconds && waited >= std::chrono::seconds(*wait.seconds)) {
+            throw BoardBusy(busy + "; it was waited for " + std::to_string(*wait.seconds) + " s");
+        }
+        if (!told && waited >= kLockPatience) {
+            if (wait.tell) wait.tell(busy + "; waiting for it");
+            told = true;
+        }
+        std::this_thread::sleep_for(told ? kLongLockPause : kLockPause);
+    }
 }
 
 BoardLock::~BoardLock() {
     if (descriptor_ >= 0) close(descriptor_);
 }
 
-Session::Session(BoardFile file) : state_path_(state_path(file.path())) {
-    lock_ = std::make_unique<BoardLock>(file, Access::kReadWrite);
+Session::Session(BoardFile file, const LockWait& wait) : state_path_(state_path(file.path())) {
+    lock_ = std::make_unique<BoardLock>(file, Access::kReadOnly, wait);
     before_ = stored_state(file.path());
-    board_ = Board::open(std::move(file));
+    // Who cannot take the lock must not write behind the back of those who do.
+    const Access access = lock_->problem().empty() ? Access::kWherePermitted : Access::kReadOnly;
+    board_ = Board::open(std::move(file), access);
     module_ = std::make_unique<Module>(*board_);
     if (module_->status() == MAC_OK) restore();
+    mounted_ = mounted_lines();
 }
 
 Session::~Session() {
-    if (module_->status() == MAC_OK) remember();
+    try {
+        finish();
+    } catch (const WriteError&) {
+        // Told by those who ask finish() themselves.
+    }
 }
 
 // Lines "mounted ID", then "log LEVEL TEXT".
 StoredState stored_state(const std::filesystem::path& board_file) {
     StoredState state;
-    std::string content;
-    if (!read_file(state_path(board_file), &content)) state.mounted = {MAC_DEFAULT_INSTANCE};
-    std::string_view rest = content;
+    const std::filesystem::path path = state_path(board_file);
+    if (!std::filesystem::exists(path)) {
+        state.mounted = {MAC_DEFAULT_INSTANCE};
+        return state;
+    }
+    state.content = read_file(path, Source::kFile, kTextMax);
+    std::string_view rest = state.content;
     while (rest.starts_with(kMounted)) {
         rest.remove_prefix(kMounted.size());
         if (const auto inst = decimal(cut(&rest, '\n'))) state.mounted.push_back(*inst);
@@ -164,22 +208,29 @@ void Session::restore() {
     }
 }
 
-void Session::remember() const {
+std::string Session::state() const {
     std::string log = before_.log;
     log_for_each(mac::kLogModule, [&log](const LogLine& line) {
         log.append(kLog).append(std::to_string(line.level)).append(" ");
         log.append(line.text).append("\n");
     });
-    std::string state;
-    g_mac_config.config_list.for_each([&state](const mac_inst_config* config) {
-        state.append(kMounted).append(std::to_string(config->inst_id)).append("\n");
-    });
-    state += newest(log, kLogBytes);
-    // Written beside and renamed, so that a cut leaves the old or the new one.
-    const std::filesystem::path fresh = state_path_.string() + ".new";
-    std::ofstream(fresh) << state;
-    std::error_code ignored;
-    std::filesystem::rename(fresh, state_path_, ignored);
+    return mounted_lines().append(newest(log, kLogBytes));
+}
+
+bool Session::mounts_changed() const { return mounted_lines() != mounted_; }
+
+void Session::finish() {
+    if (finished_ || module_->status() != MAC_OK) return;
+    finished_ = true;
+    const std::string now = state();
+    if (now == before_.content) return;
+    if (!lock_->problem().empty()) throw WriteError(state_path_, lock_->problem(), EACCES);
+    replace_file(state_path_, now);
+}
+
+Reasons Session::refused() const {
+    if (board_->refused().empty() || lock_->problem().empty()) return board_->refused();
+    return {lock_->problem()};
 }
 
 }  // namespace host

@@ -8,6 +8,13 @@
 
 namespace host {
 
+bool refuse(const std::string& reason, Reasons* reasons) {
+    if (std::find(reasons->begin(), reasons->end(), reason) == reasons->end()) {
+        reasons->push_back(reason);
+    }
+    return false;
+}
+
 bool MemoryStore::read(u32 offset, Bytes bytes) {
     std::copy_n(bytes_.begin() + offset, bytes.size(), bytes.begin());
     return true;

@@ -3,7 +3,9 @@
 #ifndef PLATFORM_HOST_STORE_H
 #define PLATFORM_HOST_STORE_H
 
+#include <memory>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "platform/types.h"
@@ -34,16 +36,38 @@ private:
     std::vector<u8> bytes_;
 };
 
+// Why a store is not what it is asked for, each reason once.
+using Reasons = std::vector<std::string>;
+bool refuse(const std::string& reason, Reasons* reasons);
+
 // What is not there: nothing can be read or written.
 class AbsentStore : public Store {
 public:
-    explicit AbsentStore(u32 size) : size_(size) {}
+    AbsentStore(u32 size, std::string reason, Reasons* reasons)
+        : size_(size), reason_(std::move(reason)), reasons_(reasons) {}
     u32 size() const override { return size_; }
-    bool read(u32 /*offset*/, Bytes /*bytes*/) override { return false; }
-    bool write(u32 /*offset*/, ConstBytes /*bytes*/) override { return false; }
+    bool read(u32 /*offset*/, Bytes /*bytes*/) override { return refuse(reason_, reasons_); }
+    bool write(u32 /*offset*/, ConstBytes /*bytes*/) override { return refuse(reason_, reasons_); }
 
 private:
     u32 size_;
+    std::string reason_;
+    Reasons* reasons_;
+};
+
+// What can be read and not written.
+class ReadOnlyStore : public Store {
+public:
+    ReadOnlyStore(std::unique_ptr<Store> store, std::string reason, Reasons* reasons)
+        : store_(std::move(store)), reason_(std::move(reason)), reasons_(reasons) {}
+    u32 size() const override { return store_->size(); }
+    bool read(u32 offset, Bytes bytes) override { return store_->read(offset, bytes); }
+    bool write(u32 /*offset*/, ConstBytes /*bytes*/) override { return refuse(reason_, reasons_); }
+
+private:
+    std::unique_ptr<Store> store_;
+    std::string reason_;
+    Reasons* reasons_;
 };
 
 // An open file; written bytes are on the disk when write() returns.

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "platform/host/files.h"
 #include "tools/macctl/board_compile.h"
 
 extern "C" {
@@ -139,7 +140,7 @@ TEST(BoardTree, DeepNesting_IsRefused) {
     for (int i = 0; i < 20; ++i) xml += "<e>";
     for (int i = 0; i < 20; ++i) xml += "</e>";
     const std::string path = (std::filesystem::temp_directory_path() / "deep.xml").string();
-    macctl::replace_file(path, {xml.begin(), xml.end()});
+    host::replace_file(path, xml);
     const auto file = host::BoardFile::parse(xml + "</mac_mng></board>", path);
     EXPECT_THROW(macctl::compile_board(file), std::runtime_error);
     std::filesystem::remove(path);

@@ -164,8 +164,10 @@ TEST_F(FieldCase, EnvironmentsThatDoNotFitTheirPartition) {
               "macctl: demo.xml:15: the two copies of <env> overlap\n");
     edit("redundant_offset=\"0x2000\"", "redundant_offset=\"0x10000\"");
     folder.write("uboot-env.bin", std::string(0x8000, '\xff'));
-    EXPECT_EQ(macctl("get addr -t 2").err,
-              "macctl: demo.xml:15: the image uboot-env.bin has 32768 bytes, expected 81920\n");
+    EXPECT_EQ(
+        macctl("get addr -t 2").err,
+        "macctl: demo.xml:15: the image uboot-env.bin has 32768 bytes, expected 81920; it was "
+        "cut short when it was made: \"board init\" makes it anew\n");
     EXPECT_EQ(folder.read("uboot-env.bin"), std::string(0x8000, '\xff'));
 }
 

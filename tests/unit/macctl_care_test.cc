@@ -168,10 +168,136 @@ TEST_F(MacctlCare, UnseenDifference_IsTold) {
               std::string::npos);
 }
 
-TEST_F(MacctlCare, NothingConfigured_IsNotFound) {
-    EXPECT_EQ(macctl("check -t 70").status, 3);
-    EXPECT_EQ(macctl("check -t 70").err, "macctl: no such block is configured\n");
-    EXPECT_EQ(macctl("status -t 70").status, 0) << "an empty table";
+TEST_F(MacctlCare, NotOnTheBoard_IsNotFound_AsForGet) {
+    const std::string reason =
+        ": MAC_NOT_SUPPORTED (0x811601a4): the board configures no such block\n";
+    for (const std::string verb : {"status", "check", "repair", "repair --dry-run", "export"}) {
+        const std::string name = verb.substr(0, verb.find(' '));
+        const struct {
+            const char* which;
+            const char* words;
+        } cases[] = {{" -t 70", ", type 70"},
+                     {" -i 99", ", instance 0x63"},
+                     {" -i 3 -t 1", ", type 1, instance 0x3"}};
+        for (const auto& one : cases) {
+            const auto outcome = macctl(verb + one.which);
+            EXPECT_EQ(outcome.status, 3) << verb << one.which;
+            EXPECT_EQ(outcome.out, "") << verb << one.which;
+            EXPECT_EQ(outcome.err, "macctl: " + name + one.words + reason);
+            const auto error = json(verb + one.which)["error"];
+            EXPECT_EQ(error["status"], "0x811601a4") << verb;
+            EXPECT_EQ(error["name"], "MAC_NOT_SUPPORTED") << verb;
+        }
+    }
+    EXPECT_EQ(macctl("export -t 70 blocks.json").status, 3);
+    EXPECT_EQ(sh("ls blocks.json 2>/dev/null").out, "") << "no empty backup";
+}
+
+TEST_F(MacctlCare, BoardWithoutBlocks_AnEmptyTable_AndNothingToCheck) {
+    folder.write("demo.xml", "<board><platform/></board>");
+    EXPECT_EQ(macctl("status").status, 0);
+    EXPECT_EQ(json("status")["result"]["blocks"].dump(), "[]");
+    for (const std::string verb : {"check", "repair", "export"}) {
+        const auto outcome = macctl(verb);
+        EXPECT_EQ(outcome.status, 3) << verb;
+        EXPECT_EQ(outcome.err, "macctl: " + verb + ": the board has no blocks\n");
+    }
+}
+
+TEST_F(MacctlCare, NeverWritten_IsBlank_WithAStatusOfItsOwn) {
+    const auto unused = macctl("check -t 1");
+    EXPECT_EQ(unused.status, 8);
+    EXPECT_EQ(unused.out,
+              "instance 0xffffffff type 1: blank\n"
+              "  main   eeprom 264 at 0x0: not made yet (the image eeprom-264.bin is not there)\n"
+              "  spare  eeprom 265 at 0x0: not made yet (the image eeprom-265.bin is not there)\n"
+              "  the next access is refused with MAC_FAIL; the copies stay as they are until the "
+              "block is set\n"
+              "1 block: 0 good, 0 degraded, 0 lost, 1 blank\n");
+    change("set block -t 0 00:11:22:33:44:00 16");
+    EXPECT_EQ(macctl("check -t 1").status, 8);
+    EXPECT_NE(macctl("check -t 1")
+                  .out.find("  main   eeprom 264 at 0x0: erased (all bytes are "
+                            "0xff)\n"),
+              std::string::npos);
+    EXPECT_EQ(macctl("check -t 1 --allow-blank").status, 0);
+    EXPECT_EQ(macctl("check").status, 8);
+    const auto allowed = macctl("check --allow-blank");
+    EXPECT_EQ(allowed.status, 0);
+    EXPECT_TRUE(allowed.out.ends_with("8 blocks: 1 good, 0 degraded, 0 lost, 7 blank\n"));
+    const auto result = json("check")["result"];
+    EXPECT_EQ(result["blocks"][1]["health"], "blank");
+    EXPECT_EQ(result["summary"].dump(), R"({"blank":7,"degraded":0,"good":1,"lost":0})");
+    const auto rows = json("status")["result"]["blocks"];
+    EXPECT_EQ(rows[0]["health"], "good");
+    EXPECT_EQ(rows[1]["health"], "blank");
+    EXPECT_EQ(rows[1]["main"]["state"], "erased");
+    const auto repair = macctl("repair -t 1");
+    EXPECT_EQ(repair.status, 8);
+    EXPECT_EQ(repair.out, "instance 0xffffffff type 1: blank, nothing was ever written: set it\n");
+}
+
+TEST_F(MacctlCare, BlankAndWorse_TheWorstCounts) {
+    change("set block -t 0 00:11:22:33:44:00 16");
+    poke("manuinfo.bin", 0x4ca, "XX");
+    EXPECT_EQ(macctl("check").status, 8) << "a copy is bad, and a block is not there";
+    EXPECT_EQ(macctl("check --allow-blank").status, 4);
+    poke("manuinfo.bin", 0x104ca, "XX");
+    EXPECT_EQ(macctl("check").status, 5);
+    EXPECT_EQ(macctl("check --allow-blank").status, 5);
+    EXPECT_EQ(macctl("repair").status, 5);
+}
+
+TEST_F(MacctlCare, OneCopyBlankAndTheOtherDamaged_IsLost) {
+    ASSERT_EQ(macctl("board init").status, 0);
+    poke("eeprom-264.bin", 0, "QOLT");
+    EXPECT_EQ(macctl("check -t 1 --allow-blank").status, 5);
+    EXPECT_EQ(json("check -t 1")["result"]["blocks"][0]["health"], "lost");
+    program_all();
+    poke("eeprom-264.bin", 0, std::string(16, '\xff'));
+    EXPECT_EQ(macctl("check -t 1").status, 4) << "the other one is good";
+    EXPECT_EQ(macctl("repair -t 1").status, 6);
+}
+
+// Type 64 has no check and no tag, and type 4 no check: erased bytes decode.
+TEST_F(MacctlCare, ErasedRecordWithoutACheck_IsBlank_AndNoBlock) {
+    ASSERT_EQ(macctl("board init").status, 0);
+    for (const std::string type : {"64", "4"}) {
+        const auto row = json("status -t " + type)["result"]["blocks"][0];
+        EXPECT_EQ(row["health"], "blank") << type;
+        EXPECT_TRUE(row["base"].is_null() && row["last"].is_null() && row["count"].is_null());
+        EXPECT_EQ(macctl("check -t " + type).status, 8);
+        const auto table = macctl("status -t " + type).out;
+        EXPECT_EQ(table.find("ff:ff"), std::string::npos) << table;
+        EXPECT_NE(table.find("  blank  -     -      drv_mac_"), std::string::npos) << table;
+        EXPECT_EQ(macctl("export -t " + type).status, 8);
+    }
+    change("set block -t 64 00:11:22:33:64:00 8");
+    poke("eeprom-265.bin", 0x1000, std::string(96, '\xff'));
+    const auto check = json("check -t 64")["result"]["blocks"][0];
+    EXPECT_EQ(check["health"], "degraded");
+    EXPECT_EQ(check["spare"]["state"], "erased") << "and not another block";
+    poke("eeprom-265.bin", 0x1000, folder.read("eeprom-264.bin").substr(0x1000, 96));
+    poke("eeprom-264.bin", 0x1000, std::string(96, '\xff'));
+    EXPECT_TRUE(json("status -t 64")["result"]["blocks"][0]["base"].is_null());
+    for (const std::string format : {"kolbe", "qolt"}) {
+        const auto decoded = macctl(
+            "record decode eeprom-264.bin --offset 0x1400 --count 8 "
+            "--format " +
+            format);
+        EXPECT_EQ(decoded.status, 8) << format;
+        EXPECT_EQ(decoded.out.find("base"), std::string::npos) << decoded.out;
+    }
+}
+
+// Of an environment's two variables the count alone is what is left of a block.
+TEST_F(MacctlCare, VariableOfTheCountAlone_IsNotBlank) {
+    ASSERT_EQ(macctl("board init").status, 0);
+    EXPECT_EQ(macctl("check -t 2").status, 8);
+    program_all();
+    ASSERT_EQ(sh("fw_setenv -c fw.cfg ethaddr_pool").status, 0);
+    poke("manuinfo.bin", 0x104d0, std::string(16, '\xff'));
+    EXPECT_EQ(macctl("check -t 2").status, 5);
 }
 
 TEST_F(MacctlCare, MissingImage_IsUnreadable_AndBackLater) {
@@ -285,6 +411,22 @@ TEST(Judge, EveryPair_AsTheSystemDecides) {
     EXPECT_EQ(judged(copy_with(other, 0), std::nullopt).status, static_cast<u32>(MAC_FAIL));
     EXPECT_EQ(judged(std::nullopt, good).status, static_cast<u32>(MAC_FAULT));
     EXPECT_EQ(judged(std::nullopt, good).winner(), nullptr);
+}
+
+TEST(Judge, BlankAndLost) {
+    CopyReport blank = copy_with(MAC_WRONG_TAG, 0);
+    blank.record.state = macctl::CopyState::kErased;
+    blank.record.blank = true;
+    const CopyReport good = copy_with(0, 7);
+    const CopyReport bad = copy_with(MAC_CHECK_MISMATCH, 0);
+    EXPECT_EQ(judged(blank, blank).health, Health::kBlank);
+    EXPECT_EQ(judged(blank, std::nullopt).health, Health::kBlank);
+    EXPECT_EQ(judged(blank, bad).health, Health::kLost);
+    EXPECT_EQ(judged(bad, blank).health, Health::kLost);
+    EXPECT_EQ(judged(blank, good).health, Health::kDegraded);
+    EXPECT_EQ(judged(good, blank).health, Health::kDegraded);
+    EXPECT_EQ(judged(std::nullopt, blank).health, Health::kLost) << "nothing can be written";
+    EXPECT_EQ(judged(blank, blank).winner(), nullptr);
 }
 
 TEST(Judge, ValuesThatAreNotHandedOut) {

@@ -31,6 +31,7 @@ const char* const kCommands[] = {
     "log",
     "check",
     "check -t 0",
+    "check --allow-blank",
     "repair --dry-run",
     "repair",
     "export",
@@ -60,6 +61,8 @@ const char* const kErrors[] = {
     "list -t 0 --format link",
     "diag nothing",
     "check -t 70",
+    "status -t 70",
+    "export -t 1",
     "import absent.json",
     "record decode absent.bin",
     "record verify manuinfo.bin --offset 0x4c1",
@@ -107,7 +110,6 @@ TEST_F(MacctlCli, Json_EveryError_IsAnObjectToo) {
 }
 
 TEST_F(MacctlCli, Json_EmptyResults_AreEmptyLists) {
-    EXPECT_EQ(json("status -t 70")["result"]["blocks"].dump(), "[]");
     EXPECT_EQ(json("list -t 0 -n 0")["result"]["addresses"].dump(), "[]");
     EXPECT_EQ(json("show types")["result"]["entries"].dump(), "[]");
     EXPECT_EQ(json("repair -t 0 -i 0xffffffff")["result"]["repairs"].dump(), "[]");
@@ -272,10 +274,11 @@ TEST_F(MacctlCli, ExitStatuses_AreThoseOfTheManual) {
     EXPECT_EQ(tool("-b absent.xml status").status, 9);
     EXPECT_EQ(tool("-d ./absent status").status, 9);
     EXPECT_EQ(tool("record decode absent.bin").status, 10);
-    EXPECT_EQ(macctl("export -t 0 absent/out.json").status, 10);
+    EXPECT_EQ(macctl("export -t 0 absent/out.json").status, 7);
+    EXPECT_EQ(macctl("check -t 64").status, 8);
     const std::string manual = tool("help --man").out;
     const std::string table = manual.substr(manual.find(".SH \"EXIT STATUS\""));
-    for (const int status : {0, 1, 2, 3, 4, 5, 6, 7, 9, 10}) {
+    for (const int status : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}) {
         EXPECT_NE(table.find("\n.B " + std::to_string(status) + "\n"), std::string::npos) << status;
     }
 }
@@ -419,6 +422,7 @@ TEST_F(MacctlCli, Log_Follow_PrintsLinesAsTheyCome) {
 
 TEST_F(MacctlCli, Terminal_AsksBeforeItReplaces_AndHasColours) {
     const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
+    poke("eeprom-8.bin", 0x10, "QULT");
     const Outcome outcome =
         sh(std::string(kWaitFor) +
            "export TERM=xterm LC_ALL=C.UTF-8 SHELL=/bin/sh; t='tmux -L '$$; $t -f /dev/null "
@@ -444,7 +448,9 @@ TEST_F(MacctlCli, Terminal_AsksBeforeItReplaces_AndHasColours) {
     EXPECT_EQ(outcome.out, "16\n8\n");
     const std::string pane = folder.read("pane");
     EXPECT_NE(pane.find("\033[32mgood"), std::string::npos) << pane;
-    EXPECT_NE(pane.find("\033[1m\033[31merased"), std::string::npos) << pane;
+    EXPECT_NE(pane.find("\033[36mblank"), std::string::npos) << pane;
+    EXPECT_NE(pane.find("\033[36merased"), std::string::npos) << pane;
+    EXPECT_NE(pane.find("\033[1m\033[31mwrong tag"), std::string::npos) << pane;
 }
 
 }  // namespace

@@ -139,6 +139,8 @@ TEST_F(Macctl, SystemsOwnJudgement_ReachesTheUserAsWarnings) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "no cfg\n");
     EXPECT_EQ(outcome.err,
+              "macctl: warning: demo.xml:1: drv_name=\"\": expected a driver's name of at most 39 "
+              "characters; \"macctl -b demo.xml board check\" says what to do\n"
               "warning: mac inst 0xffffffff read xml node<mac_storage_main> entry fail\n"
               "macctl: demo.xml: <mac> is loaded in part only: SERVICE_XML_NO_NODE (0x82000021): "
               "the XML tree has no such node, entry or key\n");

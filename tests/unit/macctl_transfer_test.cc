@@ -103,9 +103,8 @@ TEST_F(MacctlTransfer, ExportAndImport_MoveAllBlocks) {
     must("-q mount -i 3");
     change("set block -i 3 -t 0 02:00:00:00:00:01 4");
     const Outcome exported = macctl("export");
-    EXPECT_EQ(exported.status, 5) << "types 4 and 64 have no good block";
-    EXPECT_NE(exported.err.find("warning: instance 0xffffffff type 4 has no good block and is left "
-                                "out\n"),
+    EXPECT_EQ(exported.status, 8) << "types 4 and 64 are blank";
+    EXPECT_NE(exported.err.find("warning: instance 0xffffffff type 4 is blank and is left out\n"),
               std::string::npos);
     folder.write("blocks.json", exported.out);
     must("import blocks.json", "6 blocks in the file, 0 changed\n");
@@ -117,7 +116,7 @@ TEST_F(MacctlTransfer, ExportAndImport_MoveAllBlocks) {
     ASSERT_EQ(
         sh("cd other && " + std::string(MACCTL_PROGRAM) + " -b demo.xml export > ../again.json")
             .status,
-        5);
+        8);
     EXPECT_EQ(folder.read("again.json"), folder.read("blocks.json"));
 }
 
@@ -127,6 +126,28 @@ TEST_F(MacctlTransfer, Output_ToADeviceOrPipe_DoesNotReplaceIt) {
                                " -b demo.xml export -t 0 -i 0xffffffff pipe; wait; test -p pipe");
     EXPECT_EQ(outcome.status, 0);
     EXPECT_NE(folder.read("copy").find("00:11:22:33:44:00"), std::string::npos);
+}
+
+TEST_F(MacctlTransfer, Export_WithoutAGoodBlock_KeepsTheBackupThatIsThere) {
+    change("set block -t 0 00:11:22:33:44:00 16");
+    ASSERT_EQ(macctl("export -t 0 -i 0xffffffff blocks.json").status, 0);
+    const std::string backup = folder.read("blocks.json");
+    poke("manuinfo.bin", 0x4ca, "XX");
+    poke("manuinfo.bin", 0x104ca, "XX");
+    const Outcome lost = macctl("export -t 0 -i 0xffffffff blocks.json");
+    EXPECT_EQ(lost.status, 5);
+    EXPECT_EQ(lost.err,
+              "macctl: warning: instance 0xffffffff type 0 has no good block and is left out\n"
+              "macctl: there is no good block to export; blocks.json was not written\n");
+    EXPECT_EQ(folder.read("blocks.json"), backup);
+    const Outcome blank = macctl("export -t 1");
+    EXPECT_EQ(blank.status, 8);
+    EXPECT_EQ(blank.out, "");
+    EXPECT_EQ(macctl("export").status, 5) << "some are lost, others blank";
+    change("set block -t 1 00:11:22:33:45:00 16");
+    const Outcome some = macctl("export");
+    EXPECT_EQ(some.status, 5);
+    EXPECT_NE(some.out.find("00:11:22:33:45:00"), std::string::npos);
 }
 
 TEST_F(MacctlTransfer, Import_ReplacesOnlyWhenTold) {
@@ -185,7 +206,7 @@ TEST_F(MacctlTransfer, Import_ValidatesAllBeforeItWritesAny) {
         EXPECT_EQ(outcome.status, 7) << one.reason;
         EXPECT_NE(outcome.err.find(one.reason), std::string::npos) << outcome.err;
         EXPECT_NE(outcome.err.find("nothing was written"), std::string::npos) << outcome.err;
-        EXPECT_EQ(macctl("check -i 0xffffffff -t 0").status, 5) << "still blank: " << one.reason;
+        EXPECT_EQ(macctl("check -i 0xffffffff -t 0").status, 8) << "still blank: " << one.reason;
     }
     EXPECT_EQ(macctl("import absent.json").status, 7);
 }

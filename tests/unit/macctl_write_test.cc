@@ -41,7 +41,7 @@ TEST_F(MacctlWrite, SetBlock_OverAnotherBlocksRecord_IsRefused) {
     const Outcome outcome = macctl("set block -t 2 00:11:22:33:55:00 4 --yes");
     EXPECT_EQ(outcome.status, 7);
     EXPECT_EQ(
-        outcome.err,
+        outcome.err.substr(outcome.err.find('\n') + 1),
         "macctl: set block, type 2, instance 0xffffffff: its spare copy, flash 45 at 0x104c8, "
         "bytes 0x104c8 to 0x104d7, would be written over instance 0xffffffff type 0 spare "
         "(line 29) at 0x104c0 to 0x104cf; nothing was written\n");

@@ -4,6 +4,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
+#include <unordered_map>
 
 #include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_status.h"
@@ -129,37 +131,61 @@ private:
     }
 
     void check_pairs_of_entries() {
-        for (size_t i = 0; i < layout_.entries.size(); ++i) {
-            for (size_t k = 0; k < i; ++k) check_pair(layout_.entries[k], layout_.entries[i]);
+        std::unordered_map<u64, const Copy*> first[2];  // by area, of each block
+        for (const Copy& entry : layout_.entries) {
+            const u64 key = block_key(entry.inst, entry.type);
+            const auto [found, is_new] = first[entry.area].try_emplace(key, &entry);
+            if (is_new) {
+                add_to_medium(entry);
+            } else {
+                add_duplicate(*found->second, entry);
+            }
+        }
+        for (auto& [medium, records] : records_) {
+            report_overlaps(
+                &records, [](const Placed& placed) { return placed.range; },
+                [this](const Placed& left, const Placed& right) {
+                    add_overlap(*left.entry, *right.entry);
+                });
         }
     }
 
-    void check_pair(const Copy& first, const Copy& second) {
-        if (first.inst == second.inst && first.type == second.type && first.area == second.area) {
-            add(Severity::kError, "duplicate", second.line,
-                fmt::format("{} is configured in line {} already; the system uses that one",
-                            pool_words(second), first.line),
-                "remove one of the two");
-            return;
-        }
-        if (!same_medium(first, second)) return;
-        if (first.medium() == MediumKind::kEnv) {
-            if (first.name == second.name || first.name + "_num" == second.name ||
-                second.name + "_num" == first.name) {
-                add(Severity::kError, "overlap", second.line,
-                    fmt::format("{} and {} (line {}) use the same variable", pool_words(second),
-                                pool_words(first), first.line),
-                    "give each copy a variable of its own; NAME_num is taken by NAME");
-            }
-        } else if (range_of(first).overlaps(range_of(second))) {
-            add(Severity::kError, "overlap", second.line,
-                fmt::format("{}, {}, takes bytes 0x{:x} to 0x{:x}, which overlap {} (line {}) at "
-                            "0x{:x} to 0x{:x}",
-                            pool_words(second), second.place(), range_of(second).start,
-                            range_of(second).end - 1, pool_words(first), first.line,
-                            range_of(first).start, range_of(first).end - 1),
-                "move one of them");
-        }
+    void add_duplicate(const Copy& first, const Copy& second) {
+        add(Severity::kError, "duplicate", second.line,
+            fmt::format("{} is configured in line {} already; the system uses that one",
+                        pool_words(second), first.line),
+            "remove one of the two");
+    }
+
+    void add_to_medium(const Copy& entry) {
+        const MediumKind kind = entry.medium();
+        if (kind == MediumKind::kEnv) return check_variable_use(entry);
+        if (kind == MediumKind::kNone) return;
+        records_[{kind, entry.chip, entry.chip_inst}].push_back({range_of(entry), &entry});
+    }
+
+    void check_variable_use(const Copy& entry) {
+        const auto [of_address, address_is_new] = variables_.try_emplace(entry.name, &entry);
+        const auto [of_count, count_is_new] = variables_.try_emplace(entry.name + "_num", &entry);
+        if (address_is_new && count_is_new) return;
+        const Copy& other = *(address_is_new ? of_count : of_address)->second;
+        add(Severity::kError, "overlap", entry.line,
+            fmt::format("{} and {} (line {}) use the same variable", pool_words(entry),
+                        pool_words(other), other.line),
+            "give each copy a variable of its own; NAME_num is taken by NAME");
+    }
+
+    // The later one of the layout is told to move.
+    void add_overlap(const Copy& one, const Copy& other) {
+        const Copy& first = std::min(&one, &other)[0];
+        const Copy& second = std::max(&one, &other)[0];
+        add(Severity::kError, "overlap", second.line,
+            fmt::format("{}, {}, takes bytes 0x{:x} to 0x{:x}, which overlap {} (line {}) at "
+                        "0x{:x} to 0x{:x}",
+                        pool_words(second), second.place(), range_of(second).start,
+                        range_of(second).end - 1, pool_words(first), first.line,
+                        range_of(first).start, range_of(first).end - 1),
+            "move one of them");
     }
 
     void check_pool(const PoolLayout& pool) {
@@ -279,9 +305,7 @@ private:
 
     template <typename Spec>
     void check_use(MediumKind kind, const Spec& spec) {
-        for (const Copy& entry : layout_.entries) {
-            if (lies_on(entry, kind, spec)) return;
-        }
+        if (records_.count({kind, spec.chip, spec.inst}) != 0) return;
         add(Severity::kNote, "unused", spec.line,
             fmt::format("no entry uses {}", chip_name(kind, spec.chip, spec.inst)),
             "remove it, or use it");
@@ -293,10 +317,45 @@ private:
             "add it before the board goes to a device");
     }
 
+    struct Placed {
+        Range range;
+        const Copy* entry;
+    };
+
     const host::BoardFile& file_;
     Layout layout_;
+    std::map<std::tuple<MediumKind, u32, std::optional<u32>>, std::vector<Placed>>
+        records_;                                             // of each chip
+    std::unordered_map<std::string, const Copy*> variables_;  // who uses which
     std::vector<Finding> findings_;
 };
+
+// Codes of warnings that speak of a slip as an error does: what is written is not what counts.
+constexpr std::string_view kSlips[] = {"bad-number", "unknown-attribute", "unknown-node",
+                                       "unknown-type"};
+
+bool is_mistake(const Finding& finding) {
+    return finding.severity == Severity::kError ||
+           std::find(std::begin(kSlips), std::end(kSlips), finding.code) != std::end(kSlips);
+}
+
+struct GoodBlock {
+    Range addresses;
+    const PoolReport* report;
+};
+
+std::string block_name(const PoolReport& report) {
+    return fmt::format("instance 0x{:x} type {}", report.inst, report.type);
+}
+
+Finding address_overlap(const GoodBlock& left, const GoodBlock& right) {
+    // In the order of the reports.
+    const auto [first, second] = std::minmax(left.report, right.report);
+    return {Severity::kError, "address-overlap", second->copies[0]->copy.line,
+            fmt::format("{}: its block and that of {} have addresses in common",
+                        block_name(*second), block_name(*first)),
+            "two interfaces would get one address: program one of them anew"};
+}
 
 // The block as a range of 48-bit numbers.
 Range addresses_of(const Record& record) {
@@ -328,33 +387,32 @@ Range range_of(const Copy& copy) { return {copy.offset, u64{copy.offset} + copy.
 
 std::vector<Finding> check_layout(const host::BoardFile& file) { return Checker(file).run(); }
 
+std::vector<Finding> mistakes_of(const host::BoardFile& file) {
+    std::vector<Finding> findings = check_layout(file);
+    std::erase_if(findings, [](const Finding& finding) { return !is_mistake(finding); });
+    return findings;
+}
+
 std::vector<Finding> check_blocks(const std::vector<PoolReport>& reports) {
     std::vector<Finding> findings;
-    std::vector<const PoolReport*> good;
+    std::vector<GoodBlock> good;
     for (const PoolReport& report : reports) {
         const Record* const winner = report.status == MAC_OK ? report.winner() : nullptr;
         if (winner == nullptr) continue;
-        const unsigned line = report.copies[0]->copy.line;
-        const std::string who = fmt::format("instance 0x{:x} type {}", report.inst, report.type);
-        if (leaves_oui(winner->base, winner->num)) {
-            findings.push_back(
-                {Severity::kWarning, "carry", line,
-                 fmt::format("{}: the block {} count {} carries out of its first three "
-                             "bytes",
-                             who, format_address(winner->base.data()), winner->num),
-                 "readers do not agree on such addresses: choose another base"});
-        }
-        for (const PoolReport* other : good) {
-            if (!addresses_of(*winner).overlaps(addresses_of(*other->winner()))) continue;
-            findings.push_back(
-                {Severity::kError, "address-overlap", line,
-                 fmt::format("{}: its block and that of instance 0x{:x} type {} have addresses in "
-                             "common",
-                             who, other->inst, other->type),
-                 "two interfaces would get one address: program one of them anew"});
-        }
-        good.push_back(&report);
+        good.push_back({addresses_of(*winner), &report});
+        if (!leaves_oui(winner->base, winner->num)) continue;
+        findings.push_back(
+            {Severity::kWarning, "carry", report.copies[0]->copy.line,
+             fmt::format("{}: the block {} count {} carries out of its first three "
+                         "bytes",
+                         block_name(report), format_address(winner->base.data()), winner->num),
+             "readers do not agree on such addresses: choose another base"});
     }
+    report_overlaps(
+        &good, [](const GoodBlock& block) { return block.addresses; },
+        [&findings](const GoodBlock& left, const GoodBlock& right) {
+            findings.push_back(address_overlap(left, right));
+        });
     return findings;
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "platform/host/images.h"
 #include "platform/host/loader.h"
 #include "tools/macctl/board_check.h"
 #include "tools/macctl/board_compile.h"
@@ -43,6 +44,7 @@ Value finding_value(const std::string& file, const Finding& finding) {
 
 std::vector<Finding> findings_of(Context& context) {
     try {
+        context.leave_mistakes_to_command();
         std::vector<Finding> findings = check_layout(host::BoardFile::read(context.board()));
         // What the media hold, where they are there and can be read.
         const std::vector<Finding> blocks = check_blocks(context.target().inspect({}));
@@ -90,7 +92,7 @@ Result check_before_use(const Context& context, const host::BoardFile& file, con
 std::string write_output(const Context& context, const std::filesystem::path& path,
                          const std::vector<u8>& content) {
     const bool written = !context.options.dry_run;
-    if (written) replace_file(path, content);
+    if (written) host::replace_file(path, content);
     return fmt::format("{}: {} bytes{}\n", path.string(), content.size(),
                        written ? "" : "  (not written)");
 }
@@ -121,6 +123,18 @@ Value map_value(const std::vector<MediumMap>& media) {
     return value;
 }
 
+const char* words_for(host::ImageState state) {
+    switch (state) {
+        case host::ImageState::kMissing:
+            return "made, erased";
+        case host::ImageState::kCutShort:
+            return "was cut short when it was made; made anew, erased";
+        case host::ImageState::kThere:
+            break;
+    }
+    return "kept as it is";
+}
+
 }  // namespace
 
 Result board_check(Context& context) {
@@ -141,31 +155,37 @@ Result board_check(Context& context) {
 }
 
 Result board_init(Context& context) {
-    host::BoardFile file = host::BoardFile::read(context.board());
+    host::BoardFile file = context.board_file();
     const bool written = !context.options.dry_run;
-    const host::Access access = written ? host::Access::kReadWrite : host::Access::kReadOnly;
-    const host::BoardLock lock(file, access);
+    const host::Access lock_access = written ? host::Access::kReadWrite : host::Access::kReadOnly;
+    const host::BoardLock lock(file, lock_access, context.lock_wait());
+    bool any_cut_short = false;
     Result result;
-    result.data["images"] = Value::array();
-    const std::vector<std::string> images = images_of(file);
-    std::vector<bool> there;
-    for (const std::string& image : images) {
-        there.push_back(std::filesystem::exists(file.resolve(image)));
-    }
-    (void)host::Board::open(std::move(file), access);
     result.acknowledges = true;
-    for (size_t i = 0; i < images.size(); ++i) {
-        result.text += fmt::format("{}: {}\n", images[i],
-                                   there[i]  ? "kept as it is"
-                                   : written ? "made, erased"
-                                             : "made, erased  (not written)");
-        result.data["images"].push_back({{"image", images[i]}, {"made", !there[i] && written}});
+    result.data["images"] = Value::array();
+    for (const host::ImageSpec& spec : host::image_specs(file)) {
+        const host::ImageState state = host::image_state(file, spec);
+        const bool cut_short = state == host::ImageState::kCutShort;
+        const bool kept = state != host::ImageState::kMissing && !cut_short;
+        any_cut_short = any_cut_short || cut_short;
+        result.text += fmt::format("{}: {}{}\n", spec.image, words_for(state),
+                                   written || kept ? "" : "  (not written)");
+        result.data["images"].push_back(
+            {{"image", spec.image},
+             {"made", written && state == host::ImageState::kMissing},
+             {"mended", written && cut_short}});
+    }
+    // What is cut short would be refused by a look that may not mend it.
+    if (written) {
+        (void)host::Board::open(std::move(file), host::Access::kMend);
+    } else if (!any_cut_short) {
+        (void)host::Board::open(std::move(file), host::Access::kRehearse);
     }
     return result;
 }
 
 Result board_map(Context& context) {
-    const host::BoardFile file = host::BoardFile::read(context.board());
+    const host::BoardFile file = context.board_file();
     const std::vector<MediumMap> media = map_board(file);
     Result result;
     result.data["media"] = map_value(media);

@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <cstring>
-#include <fstream>
 #include <stdexcept>
 
 #include "platform/common/board_tree.h"
@@ -64,18 +63,6 @@ std::vector<u8> compile_board(const host::BoardFile& file) {
     must(fdt_finish(blob.data()));
     blob.resize(fdt_totalsize(blob.data()));
     return blob;
-}
-
-void replace_file(const std::filesystem::path& path, const std::vector<u8>& content) {
-    // A device or a pipe is written to, and never replaced by a file.
-    const bool special = std::filesystem::exists(path) && !std::filesystem::is_regular_file(path);
-    const std::string fresh = special ? path.string() : path.string() + ".new";
-    std::ofstream stream(fresh, std::ios::binary);
-    stream.write(reinterpret_cast<const char*>(content.data()),
-                 static_cast<std::streamsize>(content.size()));
-    stream.close();
-    if (!stream) throw std::runtime_error(fmt::format("{}: {}", fresh, strerror(errno)));
-    if (!special) std::filesystem::rename(fresh, path);
 }
 
 }  // namespace macctl

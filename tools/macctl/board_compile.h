@@ -17,10 +17,6 @@ inline constexpr char kBoardFirmware[] = "mac_mng/board.dtb";
 // Throws std::runtime_error when the tree cannot be written.
 std::vector<u8> compile_board(const host::BoardFile& file);
 
-// Writes a file beside its place and renames it, so that a cut leaves the old or
-// the new one. Throws std::runtime_error.
-void replace_file(const std::filesystem::path& path, const std::vector<u8>& content);
-
 }  // namespace macctl
 
 #endif

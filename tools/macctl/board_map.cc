@@ -46,11 +46,16 @@ void mark_overlaps(MediumMap* map) {
     std::stable_sort(
         map->places.begin(), map->places.end(),
         [](const Place& left, const Place& right) { return left.range.start < right.range.start; });
-    for (Place& place : map->places) {
-        place.overlaps = place.range.end > map->size;
-        for (const Place& other : map->places) {
-            if (&other != &place && other.range.overlaps(place.range)) place.overlaps = true;
-        }
+    // Whoever overlaps one before it overlaps the one of those that reaches furthest; and the
+    // one behind it begins before all others behind it.
+    u64 furthest = 0;
+    for (size_t i = 0; i < map->places.size(); ++i) {
+        Place& place = map->places[i];
+        const bool next_overlaps =
+            i + 1 < map->places.size() && map->places[i + 1].range.start < place.range.end;
+        place.overlaps =
+            place.range.end > map->size || place.range.start < furthest || next_overlaps;
+        furthest = std::max(furthest, place.range.end);
     }
 }
 

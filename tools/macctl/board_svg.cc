@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
 
 #include "tools/macctl/board_map.h"
 
@@ -89,24 +90,26 @@ private:
     // From right to left: a label that finds no room in the row of a later one goes
     // below it, and its line then passes that one on the left.
     void place_labels() {
-        std::vector<double> starts;  // where the first label of each row begins
+        // Where the first label of a row begins, of rows above which no later row has one that
+        // begins further left: in the order of the rows, and so of their places.
+        std::map<double, size_t> fronts;
         for (auto place = map_.places.rbegin(); place != map_.places.rend(); ++place) {
             Label label{fmt::format("{} 0x{:x}", place->label, place->range.start),
                         (x_of(place->range.start) + x_of(place->range.end)) / 2, 0, 0, &*place};
             const double width = kCharacter * static_cast<double>(label.text.size());
             label.x = label.anchor + kGap;
             if (label.x + width > kLeft + kBarWidth) label.x = label.anchor - kGap - width;
-            // The lines of the labels below pass through this row as well.
-            const auto blocked = [&](size_t row) {
-                return std::any_of(starts.begin() + static_cast<std::ptrdiff_t>(row), starts.end(),
-                                   [&](double start) { return label.x + width + kGap > start; });
-            };
-            while (label.row < starts.size() && blocked(label.row)) ++label.row;
-            if (label.row == starts.size()) starts.push_back(0);
-            starts[label.row] = label.x;
+            // The lines of the labels below pass through this row as well: it goes below the
+            // last row that is in its way.
+            const auto free = fronts.lower_bound(label.x + width + kGap);
+            label.row = free == fronts.begin() ? 0 : std::prev(free)->second + 1;
+            const auto same_row =
+                free != fronts.end() && free->second == label.row ? std::next(free) : free;
+            fronts.erase(fronts.lower_bound(label.x), same_row);
+            fronts[label.x] = label.row;
+            rows_ = std::max(rows_, label.row + 1);
             labels_.push_back(std::move(label));
         }
-        rows_ = starts.size();
     }
 
     std::string grid() const {

@@ -2,14 +2,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <csignal>
 
 #include "base/vocabulary.h"
 #include "mac_mng/mac_status.h"
 #include "platform/host/device_service.h"
+#include "platform/host/images.h"
 #include "platform/host/loader.h"
 #include "platform/host/log_service.h"
+#include "platform/host/uninterrupted.h"
 #include "platform/log.h"
+#include "tools/macctl/board_check.h"
+#include "tools/macctl/output.h"
 #include "tools/macctl/target.h"
 
 namespace macctl {
@@ -18,29 +21,9 @@ namespace {
 
 constexpr size_t kAttributeBytes = 4096;  // a page, as in sysfs
 
-// Ctrl-C waits until the command that runs has ended: both copies are written, or
-// the next access mends them.
-class Uninterrupted {
-public:
-    Uninterrupted() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        sigaddset(&signals, SIGINT);
-        sigaddset(&signals, SIGTERM);
-        sigaddset(&signals, SIGHUP);
-        sigprocmask(SIG_BLOCK, &signals, &before_);
-    }
-    ~Uninterrupted() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-    Uninterrupted(const Uninterrupted&) = delete;
-    Uninterrupted& operator=(const Uninterrupted&) = delete;
-
-private:
-    sigset_t before_{};
-};
-
 void print_log(const host::LogLine& line) {
     const char* const kind = line.level == PLATFORM_LOG_ERROR ? "warning" : "note";
-    fmt::print(stderr, "{}: {}\n", kind, printable_log(line.text));
+    put_err(fmt::format("{}: {}\n", kind, printable_log(line.text)));
 }
 
 std::string content_of(host::DiagObject* object, const platform_attribute* entry) {
@@ -49,13 +32,35 @@ std::string content_of(host::DiagObject* object, const platform_attribute* entry
     return {page.data(), length > 0 ? static_cast<size_t>(length) : 0};
 }
 
+void warn(const std::string& text) { put_err(fmt::format("macctl: warning: {}\n", text)); }
+
+// A board that was used before, or has other images, lost the ones that had to be made.
+void tell_made(const host::Session& session) {
+    const std::vector<std::string>& made = session.board().made();
+    const bool all = made.size() == host::image_specs(session.board().file()).size();
+    if (all && !session.is_continued()) return;
+    for (const std::string& image : made) {
+        warn(fmt::format("the image {} was not there and was made, erased", image));
+    }
+}
+
 class BoardTarget : public Target {
 public:
-    BoardTarget(std::filesystem::path board_file, LogLines wanted)
-        : path_(std::move(board_file)), wanted_(wanted), client_([](u32 command, void* record) {
-              const Uninterrupted whole;
+    BoardTarget(std::filesystem::path board_file, const BoardUse& use)
+        : path_(std::move(board_file)), use_(use), client_([](u32 command, void* record) {
+              // Both copies are written, or the next access mends them.
+              const host::Uninterrupted whole;
               return static_cast<u32>(host::device_ioctl(command, record));
           }) {}
+    ~BoardTarget() override {
+        try {
+            finish();
+        } catch (const host::WriteError& error) {
+            warn(error.what());
+        }
+    }
+    BoardTarget(const BoardTarget&) = delete;
+    BoardTarget& operator=(const BoardTarget&) = delete;
 
     const Client& client() override {
         load();
@@ -69,8 +74,8 @@ public:
 
     // What the sessions so far left: reading the log adds nothing to it.
     std::vector<LogEntry> log() override {
-        const host::BoardFile file = host::BoardFile::read(path_);
-        const host::BoardLock lock(file, host::Access::kReadOnly);
+        const host::BoardFile file = read();
+        const host::BoardLock lock(file, host::Access::kReadOnly, use_.wait);
         std::vector<LogEntry> entries;
         for (const host::LogLine& line : host::parse_log(host::stored_state(path_).log)) {
             entries.push_back({line.level, line.text});
@@ -93,16 +98,34 @@ public:
     host::BoardFile board_file() override { return host::BoardFile::read(path_); }
 
     std::vector<PoolReport> inspect(const PoolFilter& filter) override {
-        host::BoardFile file = host::BoardFile::read(path_);
+        host::BoardFile file = read();
         std::unique_ptr<host::BoardLock> lock;
-        if (!session_) lock = std::make_unique<host::BoardLock>(file, host::Access::kReadOnly);
+        if (!session_) {
+            lock = std::make_unique<host::BoardLock>(file, host::Access::kReadOnly, use_.wait);
+        }
         const auto board = host::Board::open(std::move(file), host::Access::kReadOnly);
         return macctl::inspect(board.get(), filter);
     }
 
+    std::vector<std::string> reasons() const override {
+        return session_ == nullptr ? std::vector<std::string>() : session_->refused();
+    }
+
+    void finish() override {
+        const std::unique_ptr<host::Session> session = std::move(session_);
+        if (session == nullptr) return;
+        try {
+            session->finish();
+        } catch (const host::WriteError& error) {
+            if (session->mounts_changed()) throw;
+            // Who may only look leaves no lines in the log.
+            if (!host::is_forbidden(error.code())) warn(error.what());
+        }
+    }
+
 private:
     u32 level_of(const host::BoardFile& file) const {
-        switch (wanted_) {
+        switch (use_.lines) {
             case LogLines::kNone:
                 return 0;
             case LogLines::kUpToTheBoardsLevel:
@@ -113,35 +136,53 @@ private:
         return 0;
     }
 
+    host::BoardFile read() {
+        host::BoardFile file = host::BoardFile::read(path_);
+        if (use_.tell_mistakes) tell_mistakes(file);
+        use_.tell_mistakes = false;
+        return file;
+    }
+
     void load() {
         if (session_) return;
-        host::BoardFile file = host::BoardFile::read(path_);
+        host::BoardFile file = read();
         const u32 level = level_of(file);
         host::log_set_level(std::max(level, PLATFORM_LOG_NOTICE));
         host::log_set_sink([level](const host::LogLine& line) {
             if (line.level <= level) print_log(line);
         });
-        session_ = std::make_unique<host::Session>(std::move(file));
+        session_ = std::make_unique<host::Session>(std::move(file), use_.wait);
+        tell_made(*session_);
         const host::Module& module = session_->module();
         if (module.status() != MAC_OK) {
             throw StartUpError("the module does not start: " + describe_status(module.status()));
         }
         if (module.listing_status() != MAC_OK) {
-            fmt::print(stderr, "macctl: {}: <mac> is loaded in part only: {}\n", path_.string(),
-                       describe_status(module.listing_status()));
+            put_err(fmt::format("macctl: {}: <mac> is loaded in part only: {}\n", path_.string(),
+                                describe_status(module.listing_status())));
         }
     }
 
     std::filesystem::path path_;
-    LogLines wanted_;
+    BoardUse use_;
     Client client_;
     std::unique_ptr<host::Session> session_;
 };
 
 }  // namespace
 
-std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, LogLines wanted) {
-    return std::make_unique<BoardTarget>(board_file, wanted);
+std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, const BoardUse& use) {
+    return std::make_unique<BoardTarget>(board_file, use);
+}
+
+void tell_mistakes(const host::BoardFile& file) {
+    const std::vector<Finding> mistakes = mistakes_of(file);
+    if (mistakes.empty()) return;
+    const std::string path = file.path().string();
+    const std::string more =
+        mistakes.size() == 1 ? "" : fmt::format(", and {} more", mistakes.size() - 1);
+    warn(fmt::format("{}:{}: {}{}; \"macctl -b {} board check\" says what to do", path,
+                     mistakes[0].line, mistakes[0].text, more, path));
 }
 
 }  // namespace macctl

@@ -16,26 +16,18 @@ namespace {
 
 using Reports = std::vector<PoolReport>;
 
-const char* health_name(Health health) {
-    switch (health) {
-        case Health::kGood:
-            return "good";
-        case Health::kDegraded:
-            return "degraded";
-        default:
-            return "lost";
-    }
-}
-
 Colour colour_of(Health health) {
     switch (health) {
         case Health::kGood:
             return Colour::kGood;
         case Health::kDegraded:
             return Colour::kWarning;
-        default:
-            return Colour::kBad;
+        case Health::kBlank:
+            return Colour::kBlank;
+        case Health::kLost:
+            break;
     }
+    return Colour::kBad;
 }
 
 bool decodes(const CopyReport& copy) { return copy.record.state == CopyState::kGood; }
@@ -84,9 +76,9 @@ Value pool_value(const PoolReport& pool) {
     return value;
 }
 
-Reports look(Context& context) {
+Reports look(Context& context, const char* verb) {
     Reports reports = context.target().inspect(context.options.filter());
-    if (reports.empty()) throw Failure(kExitNotFound, "no such block is configured");
+    if (reports.empty()) refuse_absent(context, verb);
     return reports;
 }
 
@@ -99,7 +91,23 @@ size_t count(const Reports& reports, Health health) {
 Value summary_value(const Reports& reports) {
     return {{"good", count(reports, Health::kGood)},
             {"degraded", count(reports, Health::kDegraded)},
+            {"blank", count(reports, Health::kBlank)},
             {"lost", count(reports, Health::kLost)}};
+}
+
+std::string summary_text(const Reports& reports) {
+    const size_t blank = count(reports, Health::kBlank);
+    return fmt::format("{}: {} good, {} degraded, {} lost{}\n", counted(reports.size(), "block"),
+                       count(reports, Health::kGood), count(reports, Health::kDegraded),
+                       count(reports, Health::kLost),
+                       blank == 0 ? "" : fmt::format(", {} blank", blank));
+}
+
+// Of several, what is worse for whoever wants an address.
+int exit_of(const Reports& reports, bool allow_blank) {
+    if (count(reports, Health::kLost) != 0) return kExitLost;
+    if (count(reports, Health::kBlank) != 0 && !allow_blank) return kExitBlank;
+    return count(reports, Health::kDegraded) != 0 ? kExitDegraded : kExitDone;
 }
 
 bool can_repair(const PoolReport& pool) {
@@ -164,6 +172,13 @@ Value repair_value(const Repair& repair) {
             {"reason", repair.refused}};
 }
 
+std::string beyond_repair_text(const PoolReport& pool) {
+    const std::string name = pool_name(pool.inst, pool.type);
+    if (pool.health == Health::kBlank) return name + ": blank, nothing was ever written: set it\n";
+    return fmt::format("{}: {}, and no access repairs that: set it again\n", name,
+                       health_name(pool.health));
+}
+
 std::vector<Repair> repair_all(Context& context, const Reports& wanting) {
     std::vector<Repair> repairs;
     if (wanting.empty()) return repairs;
@@ -188,7 +203,7 @@ std::vector<Repair> repair_all(Context& context, const Reports& wanting) {
 }  // namespace
 
 Result check(Context& context) {
-    const Reports reports = look(context);
+    const Reports reports = look(context, "check");
     Result result;
     result.data["blocks"] = Value::array();
     for (const PoolReport& pool : reports) {
@@ -196,18 +211,13 @@ Result check(Context& context) {
         result.data["blocks"].push_back(pool_value(pool));
     }
     result.data["summary"] = summary_value(reports);
-    const size_t degraded = count(reports, Health::kDegraded);
-    const size_t lost = count(reports, Health::kLost);
-    result.text +=
-        fmt::format("{}: {} good, {} degraded, {} lost\n", counted(reports.size(), "block"),
-                    count(reports, Health::kGood), degraded, lost);
-    if (degraded != 0) result.exit = kExitDegraded;
-    if (lost != 0) result.exit = kExitLost;
+    result.text += summary_text(reports);
+    result.exit = exit_of(reports, context.options.allow_blank);
     return result;
 }
 
 Result repair(Context& context) {
-    const Reports reports = look(context);
+    const Reports reports = look(context, "repair");
     Reports wanting;
     std::copy_if(reports.begin(), reports.end(), std::back_inserter(wanting), can_repair);
     Result result;
@@ -220,12 +230,13 @@ Result repair(Context& context) {
     }
     for (const PoolReport& pool : reports) {
         if (can_repair(pool) || pool.health == Health::kGood) continue;
-        result.text += fmt::format("{}: {}, and no access repairs that: set it again\n",
-                                   pool_name(pool.inst, pool.type), health_name(pool.health));
+        result.text += beyond_repair_text(pool);
     }
     result.data["lost"] = count(reports, Health::kLost);
     result.acknowledges = true;
+    result.data["blank"] = count(reports, Health::kBlank);
     if (wanting.empty() && result.text.empty()) result.text = "nothing to repair\n";
+    if (count(reports, Health::kBlank) != 0) result.exit = kExitBlank;
     if (!wanting.empty()) result.exit = kExitRepaired;
     if (failed != 0) result.exit = kExitNotWritten;
     if (count(reports, Health::kLost) != 0) result.exit = kExitLost;

@@ -13,6 +13,7 @@
 #include "tools/macctl/completion.h"
 #include "tools/macctl/json.h"
 #include "tools/macctl/manual.h"
+#include "tools/macctl/output.h"
 #include "tools/macctl/terminal.h"
 #include "tools/macctl/words.h"
 
@@ -107,7 +108,8 @@ public:
             "Words may be shortened: \"macctl st\" is \"macctl status\".\n"
             "Exit status: 0 done, 1 usage, 2 refused, 3 not found, 4 a copy is no good, 5 no copy "
             "is\n"
-            "good, 6 repaired, 7 not written, 9 board or device unusable, 10 file unusable.\n"
+            "good, 6 repaired, 7 not written, 8 blank, 9 board or device unusable, 10 file\n"
+            "unreadable.\n"
             "\"macctl help COMMAND\" says more, with an example.");
         add_options(&app_, options, global_options());
         app_.get_option("--device")->excludes(app_.get_option("--board"));
@@ -168,12 +170,12 @@ Form form_of(const Options& options) {
 }
 
 void print_answer(Form form, const Value& value) {
-    fmt::print("{}\n", form == Form::kJsonLine ? json_line(value) : json_pages(value));
+    put_out((form == Form::kJsonLine ? json_line(value) : json_pages(value)) + "\n");
 }
 
 int print_error(Form form, const std::string& path, const std::string& text, int exit,
                 std::optional<u32> status = std::nullopt) {
-    fmt::print(stderr, "macctl: {}\n", text);
+    put_err(fmt::format("macctl: {}\n", text));
     if (form == Form::kText) return exit;
     Value error = {{"message", text}};
     error["status"] = status ? Value(fmt::format("0x{:08x}", *status)) : Value();
@@ -188,7 +190,7 @@ int print_usage_error(Form form, const std::string& path, const std::string& tex
 
 int print_result(Form form, const std::string& path, const Result& result) {
     if (form == Form::kText) {
-        fmt::print("{}", result.text);
+        put_out(result.text);
     } else if (!result.data.is_null()) {
         print_answer(form, answer(path, result.exit, "result", result.data));
     }
@@ -197,19 +199,27 @@ int print_result(Form form, const std::string& path, const Result& result) {
 
 int run_command(const Options& options, const CommandRow& row) {
     const Form form = form_of(options);
+    Context context(options);
     try {
-        Context context(options);
         Result result = row.run(context);
+        context.finish();
         if (options.quiet && result.acknowledges) result.text.clear();
         return print_result(form, row.path, result);
+    } catch (const OutputError&) {
+        throw;
     } catch (const Failure& failure) {
-        return print_error(form, row.path, failure.what(), failure.exit(), failure.status());
+        return print_error(form, row.path, failure.what() + context.reasons(), failure.exit(),
+                           failure.status());
     } catch (const StartUpError& error) {
         return print_error(form, row.path, error.what(), kExitRefused);
     } catch (const TargetError& error) {
         return print_error(form, row.path, error.what(), kExitUnusable);
     } catch (const host::BoardError& error) {
         return print_error(form, row.path, error.what(), kExitUnusable);
+    } catch (const host::BoardBusy& error) {
+        return print_error(form, row.path, error.what(), kExitUnusable);
+    } catch (const host::WriteError& error) {
+        return print_error(form, row.path, error.what(), kExitNotWritten);
     } catch (const std::exception& error) {
         return print_error(form, row.path, error.what(), kExitFile);
     }
@@ -242,14 +252,13 @@ int parse_and_run(Form form, Resolved resolved) {
     try {
         parser.app().parse(resolved.words);
     } catch (const CLI::CallForHelp&) {
-        fmt::print("{}", help_of(row));
+        put_out(help_of(row));
         return kExitDone;
-    } catch (const CLI::CallForVersion& version) {
-        if (form == Form::kText) return parser.app().exit(version);
-        return print_result(form, "", {"", {{"version", kVersion}}});
+    } catch (const CLI::CallForVersion&) {
+        return print_result(form, "", {fmt::format("{}\n", kVersion), {{"version", kVersion}}});
     } catch (const CLI::ParseError& error) {
         if (row == nullptr && form == Form::kText) {
-            fmt::print(stderr, "{}", help_of(row));
+            put_err(help_of(row));
             return kExitUsage;
         }
         const bool word_missing = row == nullptr || is_object(*row);
@@ -257,17 +266,18 @@ int parse_and_run(Form form, Resolved resolved) {
     }
     choose_colours(options.colour);
     if (row->run != nullptr) return run_command(options, *row);
-    fmt::print("{}", own_answer(options, *row));
+    put_out(own_answer(options, *row));
     return kExitDone;
 }
 
 }  // namespace
 
-int run_command_line(int argc, char** argv) {
-    const std::vector<std::string> given(argv + 1, argv + argc);
+namespace {
+
+int run(const std::vector<std::string>& given) {
     if (!given.empty() && given[0] == kCompleteWord) {
         const Completion completion = complete({given.begin() + 1, given.end()});
-        fmt::print("{}", completion.text);
+        put_out(completion.text);
         return static_cast<int>(completion.offer);
     }
     const Form form = wanted_form(given);
@@ -275,6 +285,20 @@ int run_command_line(int argc, char** argv) {
         return parse_and_run(form, resolve(given));
     } catch (const UsageError& error) {
         return print_usage_error(form, "", error.what());
+    }
+}
+
+}  // namespace
+
+int run_command_line(int argc, char** argv) {
+    prepare_streams();
+    try {
+        const int exit = run({argv + 1, argv + argc});
+        finish_out();
+        return exit;
+    } catch (const OutputError& error) {
+        put_err(fmt::format("macctl: {}\n", error.what()));
+        return kExitNotWritten;
     }
 }
 

@@ -32,11 +32,21 @@ std::vector<Range> env_ranges(const host::EnvSpec& env) {
     return ranges;
 }
 
+// A medium: its kind, its chip, and the one instance that it serves, if it does.
+struct Medium {
+    MediumKind kind;
+    u32 chip;
+    std::optional<u32> inst;
+};
+
 // The part of the environment's image that the bytes of a flash would take.
-std::optional<std::string> env_hit(const host::BoardFile& file, u32 chip, const Range& bytes) {
+std::optional<std::string> env_hit(const host::BoardFile& file, const Medium& medium,
+                                   const Range& bytes) {
     if (!file.env()) return std::nullopt;
     for (const host::FlashSpec& flash : file.flashes()) {
-        if (flash.chip != chip || flash.mtd.empty() || flash.mtd != file.env()->mtd) continue;
+        if (flash.chip != medium.chip || flash.inst != medium.inst || flash.mtd.empty() ||
+            flash.mtd != file.env()->mtd)
+            continue;
         for (const Range& range : env_ranges(*file.env())) {
             if (range.overlaps(bytes)) {
                 return fmt::format("the environment (line {}) at {}", file.env()->line,
@@ -78,16 +88,11 @@ void add_hits(const host::BoardFile& file, const std::vector<Copy>& all, const C
         hits->push_back(sentence(copy, hit_words(other)));
     }
     if (copy.medium() != MediumKind::kFlash) return;
-    if (const auto hit = env_hit(file, copy.chip, range_of(copy))) {
+    if (const auto hit =
+            env_hit(file, {copy.medium(), copy.chip, copy.chip_inst}, range_of(copy))) {
         hits->push_back(sentence(copy, *hit));
     }
 }
-
-// The medium of an image: its kind and chip.
-struct Medium {
-    MediumKind kind;
-    u32 chip;
-};
 
 std::optional<Medium> medium_of_image(const host::BoardFile& file,
                                       const std::filesystem::path& image) {
@@ -96,12 +101,12 @@ std::optional<Medium> medium_of_image(const host::BoardFile& file,
         return std::filesystem::equivalent(file.resolve(named), image, failed);
     };
     for (const host::FlashSpec& flash : file.flashes()) {
-        if (is_it(flash.image)) return Medium{MediumKind::kFlash, flash.chip};
+        if (is_it(flash.image)) return Medium{MediumKind::kFlash, flash.chip, flash.inst};
     }
     for (const host::EepromSpec& eeprom : file.eeproms()) {
-        if (is_it(eeprom.image)) return Medium{MediumKind::kEeprom, eeprom.chip};
+        if (is_it(eeprom.image)) return Medium{MediumKind::kEeprom, eeprom.chip, eeprom.inst};
     }
-    if (file.env() && is_it(file.env()->image)) return Medium{MediumKind::kEnv, 0};
+    if (file.env() && is_it(file.env()->image)) return Medium{MediumKind::kEnv, 0, {}};
     return std::nullopt;
 }
 
@@ -139,13 +144,16 @@ std::vector<std::string> collisions(const host::BoardFile& file, const std::file
         return hits;
     }
     for (const Copy& copy : copies_in_use(read_layout(file))) {
-        if (copy.medium() != medium->kind || copy.chip != medium->chip) continue;
+        if (copy.medium() != medium->kind || copy.chip != medium->chip ||
+            copy.chip_inst != medium->inst) {
+            continue;
+        }
         const Range range = range_of(copy);
         const bool meant = range.start == bytes.start && range.end >= bytes.end;
         if (!meant && range.overlaps(bytes)) hits.push_back(hit_words(copy));
     }
     if (medium->kind == MediumKind::kFlash) {
-        if (const auto hit = env_hit(file, medium->chip, bytes)) hits.push_back(*hit);
+        if (const auto hit = env_hit(file, *medium, bytes)) hits.push_back(*hit);
     }
     return hits;
 }

@@ -5,6 +5,7 @@
 
 #include "mac_mng/mac_status.h"
 #include "platform/common/service_status.h"
+#include "tools/macctl/output.h"
 
 namespace macctl {
 
@@ -23,7 +24,7 @@ LogLines wanted_lines(const Options& options) {
 Target& Context::target() {
     if (target_) return *target_;
     if (!options.board.empty()) {
-        target_ = open_board(options.board, wanted_lines(options));
+        target_ = open_board(options.board, use());
     } else if (!options.device.empty()) {
         target_ = open_device(options.device);
     } else if (std::filesystem::exists(kDevicePath)) {
@@ -38,6 +39,35 @@ Target& Context::target() {
 const std::string& Context::board() const {
     if (options.board.empty()) throw TargetError("name the board file with --board");
     return options.board;
+}
+
+host::BoardFile Context::board_file() const {
+    host::BoardFile file = host::BoardFile::read(board());
+    if (tell_mistakes_) tell_mistakes(file);
+    return file;
+}
+
+BoardUse Context::use() const { return {wanted_lines(options), tell_mistakes_, lock_wait()}; }
+
+host::LockWait Context::lock_wait() const {
+    return {options.wait,
+            [](const std::string& text) { put_err(fmt::format("macctl: {}\n", text)); }};
+}
+
+void Context::finish() {
+    if (target_ == nullptr) return;
+    for (const std::string& reason : target_->reasons()) {
+        put_err(fmt::format("macctl: warning: {}\n", reason));
+    }
+    target_->finish();
+    target_.reset();
+}
+
+std::string Context::reasons() const {
+    std::string text;
+    if (target_ == nullptr) return text;
+    for (const std::string& reason : target_->reasons()) text += "; " + reason;
+    return text;
 }
 
 Exit exit_for(u32 status) {
@@ -103,6 +133,20 @@ Value answer(const std::string& command, int exit, const char* kind, Value conte
             {"command", command},
             {"exit", exit},
             {kind, std::move(content)}};
+}
+
+void refuse_absent(Context& context, const std::string& what) {
+    const Options& options = context.options;
+    if (!options.type && !options.inst) {
+        throw Failure(kExitNotFound, fmt::format("{}: the board has no blocks", what));
+    }
+    const std::string type = options.type ? fmt::format(", type {}", *options.type) : "";
+    const std::string inst = options.inst ? ", " + instance_name(*options.inst) : "";
+    const u32 status = static_cast<u32>(MAC_NOT_SUPPORTED);
+    throw Failure(exit_for(status),
+                  fmt::format("{}{}{}: {} (0x{:08x}): the board configures no such block", what, type,
+                              inst, status_name(status), status),
+                  status);
 }
 
 std::string instance_name(u32 inst) { return fmt::format("instance 0x{:x}", inst); }

@@ -18,6 +18,7 @@ enum Exit {
     kExitLost = 5,
     kExitRepaired = 6,
     kExitNotWritten = 7,
+    kExitBlank = 8,
     kExitUnusable = 9,
     kExitFile = 10,
 };
@@ -35,9 +36,15 @@ inline constexpr ExitRow kExitTable[] = {
     {kExitDegraded, "a copy is no good, and the block is there"},
     {kExitLost, "no copy of a block is good"},
     {kExitRepaired, "something was repaired"},
-    {kExitNotWritten, "nothing, or not all, was written; also where that needs --yes"},
+    {kExitNotWritten,
+     "nothing, or not all, was written: to the media, to a file, or to standard output; also "
+     "where writing needs --yes"},
+    {kExitBlank,
+     "nothing was ever written where a block is to be. A power cut while the erase block of both "
+     "copies is erased looks the same, so this is no success; before programming, "
+     "\"check --allow-blank\" makes it one"},
     {kExitUnusable, "the board file, one of its media, or the device cannot be used"},
-    {kExitFile, "another file cannot be read or written"},
+    {kExitFile, "another file cannot be read"},
 };
 
 // The command cannot be done.
@@ -75,9 +82,11 @@ struct Options {
     bool strict = false;
     bool force = false;
     bool quiet = false;
+    bool allow_blank = false;
     std::optional<u32> inst;
     std::optional<u32> type;
     std::optional<u32> num;
+    std::optional<u32> wait;  // seconds for the board's lock
     MacAddress address{};
     std::string name;        // attribute, shell, ...
     std::string file;        // input or output
@@ -105,11 +114,28 @@ public:
     Target& target();
     // The board file that was named. Throws TargetError.
     const std::string& board() const;
+    // The same, read; what is wrong with it is told. Throws BoardError.
+    host::BoardFile board_file() const;
+
+    // How the board's lock is waited for.
+    host::LockWait lock_wait() const;
+
+    // What is wrong with the board file is what the command prints.
+    void leave_mistakes_to_command() { tell_mistakes_ = false; }
+
+    // After the command has run: the board is free for others, and what is to be known of it is
+    // told. Throws what Target::finish() throws.
+    void finish();
+    // "; the image e.bin is not writable: ...", or nothing: why the system could not go on.
+    std::string reasons() const;
 
     const Options& options;
 
 private:
+    BoardUse use() const;
+
     std::unique_ptr<Target> target_;
+    bool tell_mistakes_ = true;
 };
 
 using Command = Result (*)(Context& context);
@@ -119,6 +145,8 @@ void must(Context& context, const std::string& what, u32 status);
 // The status with its reason: of a block that is not there, whether the board does not
 // configure it, or its instance is not mounted.
 std::string describe_refusal(Context& context, u32 status);
+// The same for blocks that a board does not have, by the type and instance that were asked for.
+[[noreturn]] void refuse_absent(Context& context, const std::string& what);
 // The exit status for a status of the system.
 Exit exit_for(u32 status);
 

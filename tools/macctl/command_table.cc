@@ -25,6 +25,8 @@ constexpr OptionRow kGlobal[] = {
      &Options::quiet},
     {"--color", "WHEN", "colours: auto, always or never (default auto)", &Options::colour, false,
      kColours},
+    {"--wait", "SECONDS", "wait so long for others who work on the board (default: for ever)",
+     &Options::wait},
 };
 
 constexpr OptionRow required(OptionRow row) {
@@ -82,6 +84,11 @@ constexpr OptionRow kLog[] = {
 constexpr OptionRow kSetAddr[] = {required(kTypeRow), kAddressRow, kDryRunRow, kYesRow};
 constexpr OptionRow kSetNum[] = {required(kTypeRow), kCountRow, kDryRunRow, kYesRow};
 constexpr OptionRow kSetBlock[] = {required(kTypeRow), kAddressRow, kCountRow, kDryRunRow, kYesRow};
+constexpr OptionRow kCheck[] = {
+    kTypeRow,
+    {"--allow-blank", nullptr, "blocks that were never written are no failure",
+     &Options::allow_blank},
+};
 constexpr OptionRow kRepair[] = {
     kTypeRow,
     {"--dry-run", nullptr, "say what would be repaired", &Options::dry_run},
@@ -163,7 +170,7 @@ constexpr CommandRow kCommands[] = {
     {"set block", "program base address and count",
      "macctl -b board.xml set block -t 0 00:11:22:33:44:00 16", set_block, kSetBlock},
     {"check", "decode both copies of every block; nothing is written", "macctl -b board.xml check",
-     check, kAnyType},
+     check, kCheck},
     {"repair", "repair the copies that can be", "macctl -b board.xml repair", repair, kRepair},
     {"export", "all good blocks as JSON", "macctl -b board.xml export blocks.json", export_blocks,
      kExport},

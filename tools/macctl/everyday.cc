@@ -4,19 +4,19 @@
 
 #include <algorithm>
 #include <csignal>
-#include <thread>
 #include <utility>
 
 #include "mac_mng/mac_status.h"
 #include "tools/macctl/commands.h"
 #include "tools/macctl/json.h"
+#include "tools/macctl/output.h"
 #include "tools/macctl/terminal.h"
 
 namespace macctl {
 
 namespace {
 
-constexpr std::chrono::milliseconds kFollowPause{200};
+constexpr int kFollowMilliseconds = 200;
 
 volatile std::sig_atomic_t stopped = 0;
 
@@ -24,7 +24,8 @@ std::string words_with_type(const char* verb, const Context& context) {
     return fmt::format("{}, type {}", verb, context.options.type.value_or(0));
 }
 
-Colour colour_of(const CopyReport& copy) {
+Colour colour_of(const PoolReport& pool, const CopyReport& copy) {
+    if (pool.health == Health::kBlank) return Colour::kBlank;
     if (copy.different) return Colour::kWarning;
     return copy.record.state == CopyState::kGood ? Colour::kGood : Colour::kBad;
 }
@@ -40,7 +41,9 @@ std::string drivers_of(const PoolReport& pool) {
 }
 
 Value pool_status(const PoolReport& pool) {
-    Value row = {{"instance", fmt::format("0x{:x}", pool.inst)}, {"type", pool.type}};
+    Value row = {{"instance", fmt::format("0x{:x}", pool.inst)},
+                 {"type", pool.type},
+                 {"health", health_name(pool.health)}};
     const Record* const winner = pool.winner();
     row["base"] = winner ? Value(format_address(winner->base.data())) : Value();
     row["last"] = winner && winner->num > 0
@@ -58,6 +61,23 @@ Value pool_status(const PoolReport& pool) {
 std::string text_or_dash(const Value& value) {
     if (value.is_null()) return "-";
     return value.text() != nullptr ? *value.text() : json_line(value);
+}
+
+void add_row(const PoolReport& pool, Value& row, Table* table) {
+    const bool blank = pool.health == Health::kBlank;
+    std::vector<std::string> cells = {text_or_dash(row["instance"]),
+                                      std::to_string(pool.type),
+                                      blank ? health_name(pool.health) : text_or_dash(row["base"]),
+                                      text_or_dash(row["last"]),
+                                      text_or_dash(row["count"]),
+                                      drivers_of(pool)};
+    std::vector<Colour> colours(cells.size(), Colour::kNone);
+    if (blank) colours[2] = Colour::kBlank;
+    for (const auto& copy : pool.copies) {
+        cells.push_back(copy ? copy->state() : "-");
+        colours.push_back(copy ? colour_of(pool, *copy) : Colour::kNone);
+    }
+    table->add(std::move(cells), std::move(colours));
 }
 
 // The listings are lines "LABEL : VALUE", an empty line behind each entry.
@@ -152,13 +172,12 @@ void follow(Context& context) {
     while (stopped == 0) {
         const std::vector<LogEntry> now = context.target().log();
         for (size_t i = already_seen(seen, now); i < now.size(); ++i) {
-            fmt::print("{}", context.options.json || context.options.json_line
-                                 ? json_answer_line(now[i])
-                                 : line_text(now[i]));
+            put_out(context.options.json || context.options.json_line ? json_answer_line(now[i])
+                                                                      : line_text(now[i]));
         }
-        std::fflush(stdout);
+        flush_out();
         seen = now;
-        std::this_thread::sleep_for(kFollowPause);
+        wait_with_reader(kFollowMilliseconds);
     }
 }
 
@@ -169,18 +188,13 @@ Result status(Context& context) {
     result.data["blocks"] = Value::array();
     Table table({"INSTANCE", "TYPE", "BASE", "LAST", "COUNT", "DRIVER", "MAIN", "SPARE"});
     if (!context.options.columns.empty()) choose_columns(context.options.columns, &table);
-    for (const PoolReport& pool : context.target().inspect(context.options.filter())) {
+    const PoolFilter filter = context.options.filter();
+    const std::vector<PoolReport> reports = context.target().inspect(filter);
+    if (reports.empty() && (filter.inst || filter.type)) refuse_absent(context, "status");
+    for (const PoolReport& pool : reports) {
         Value row = pool_status(pool);
-        std::vector<std::string> cells = {text_or_dash(row["instance"]), std::to_string(pool.type),
-                                          text_or_dash(row["base"]),     text_or_dash(row["last"]),
-                                          text_or_dash(row["count"]),    drivers_of(pool)};
+        add_row(pool, row, &table);
         result.data["blocks"].push_back(std::move(row));
-        std::vector<Colour> colours(cells.size(), Colour::kNone);
-        for (const auto& copy : pool.copies) {
-            cells.push_back(copy ? copy->state() : "-");
-            colours.push_back(copy ? colour_of(*copy) : Colour::kNone);
-        }
-        table.add(std::move(cells), std::move(colours));
     }
     result.text = table.text(!context.options.no_header);
     return result;

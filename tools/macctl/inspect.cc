@@ -8,6 +8,8 @@
 #include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_status.h"
 #include "platform/common/service_status.h"
+#include "platform/env.h"
+#include "platform/host/images.h"
 #include "platform/host/log_service.h"
 #include "platform/memory.h"
 #include "storage/driver/mac_driver_table.h"
@@ -52,13 +54,36 @@ std::string image_of(const host::BoardFile& file, const Copy& copy) {
     return copy.medium() == MediumKind::kEeprom ? image(file.eeproms()) : "";
 }
 
-// Why a medium gives nothing: the service's word for it, or its image is missing.
-std::string reading_problem(const host::BoardFile& file, const Copy& copy, u32 status) {
+// The first use makes all images: none is made where none is there.
+bool is_unused(const host::BoardFile& file) {
+    const auto images = host::image_specs(file);
+    return std::all_of(images.begin(), images.end(), [&file](const host::ImageSpec& spec) {
+        const std::filesystem::path path = file.resolve(spec.image);
+        const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+        return !std::filesystem::exists(path) && std::filesystem::exists(folder);
+    });
+}
+
+// A copy whose medium gives nothing: the service's word for it, or its image is missing.
+Record not_read(const host::BoardFile& file, const Copy& copy, u32 status) {
     const std::string image = image_of(file, copy);
-    if (!image.empty() && !std::filesystem::exists(file.resolve(image))) {
-        return fmt::format("the image {} is not there", image);
+    if (image.empty() || std::filesystem::exists(file.resolve(image))) {
+        return unreadable(status, describe_status(status));
     }
-    return describe_status(status);
+    Record record = unreadable(status, fmt::format("the image {} is not there", image));
+    record.blank = is_unused(file);
+    if (record.blank) record.state = CopyState::kNotMade;
+    return record;
+}
+
+// Of the two variables of a copy the one with the address is not set.
+Record not_set(const Copy& copy, u32 status) {
+    Record record = unreadable(status, "the variable is not set");
+    record.state = CopyState::kErased;
+    char count[16];
+    record.blank =
+        drv_env_get((copy.name + "_num").c_str(), count, sizeof(count)) == SERVICE_ENV_NO_VARIABLE;
+    return record;
 }
 
 Record read_copy(const host::BoardFile& file, const Copy& copy) {
@@ -73,12 +98,8 @@ Record read_copy(const host::BoardFile& file, const Copy& copy) {
         const u32 size = static_cast<u32>(copy.size());
         const u32 status =
             row.ops.read(copy.inst, copy.name.c_str(), copy.chip, copy.offset, bytes.data(), size);
-        if (status == SERVICE_ENV_NO_VARIABLE) {
-            Record record = unreadable(status, "the variable is not set");
-            record.state = CopyState::kErased;
-            return record;
-        }
-        if (status != MAC_OK) return unreadable(status, reading_problem(file, copy, status));
+        if (status == SERVICE_ENV_NO_VARIABLE) return not_set(copy, status);
+        if (status != MAC_OK) return not_read(file, copy, status);
         return decode_record(*copy.format(), ConstBytes(bytes).first(size), copy.num);
     }
     return unreadable(MAC_NOT_SUPPORTED, fmt::format("there is no driver {}", copy.driver));
@@ -113,7 +134,7 @@ void judge_pair(PoolReport* report) {
     Record& spare = report->copies[1]->record;
     if (main.status == MAC_OK && spare.status == MAC_OK) {
         const bool same = same_block(main, spare);
-        report->copies[1]->different = !same;
+        report->copies[1]->different = !same && spare.state == CopyState::kGood;
         if (main.check != spare.check) {
             report->next = Next::kRewriteSpare;
             if (same) {
@@ -145,25 +166,55 @@ void judge_main_alone(PoolReport* report) {
     report->status = static_cast<u32>(status == MAC_CHECK_MISMATCH ? MAC_CHECK_MISMATCH : MAC_FAIL);
 }
 
+bool is_blank(const std::optional<CopyReport>& copy) { return copy && copy->record.blank; }
+
+Health health_of(const PoolReport& report) {
+    const auto& [main, spare] = report.copies;
+    if (!usable(main) && !usable(spare)) {
+        return is_blank(main) && (!spare || is_blank(spare)) ? Health::kBlank : Health::kLost;
+    }
+    const bool all = usable(main) && (!spare || usable(spare));
+    const bool differ = spare && spare->different;
+    return all && !differ && report.status == MAC_OK ? Health::kGood : Health::kDegraded;
+}
+
 }  // namespace
+
+const char* health_name(Health health) {
+    switch (health) {
+        case Health::kGood:
+            return "good";
+        case Health::kDegraded:
+            return "degraded";
+        case Health::kBlank:
+            return "blank";
+        case Health::kLost:
+            break;
+    }
+    return "lost";
+}
 
 std::string CopyReport::state() const {
     return different ? "good but different" : state_name(record.state);
 }
 
 const Record* PoolReport::winner() const {
+    const Record* const record = chosen();
+    return record == nullptr || record->blank ? nullptr : record;
+}
+
+const Record* PoolReport::chosen() const {
     if (next == Next::kRefuse && status != MAC_INVALID_VALUE) return nullptr;
     const unsigned area = next == Next::kRewriteMain ? 1 : 0;
     return copies[area] ? &copies[area]->record : nullptr;
 }
 
 std::string PoolReport::next_words() const {
-    if (status == MAC_INVALID_VALUE) {
+    if (status == MAC_INVALID_VALUE && health != Health::kBlank) {
         return fmt::format("is refused with {}: {}", status_name(status), note);
     }
+    if (status == MAC_OK && next == Next::kNothing) return "nothing to repair";
     switch (next) {
-        case Next::kNothing:
-            return "nothing to repair";
         case Next::kRewriteSpare:
             return "rewrites the spare from the main copy";
         case Next::kRewriteMain:
@@ -185,23 +236,17 @@ void judge(PoolReport* report) {
         report->status = static_cast<u32>(MAC_FAULT);
         report->note = "there is no main copy in the configuration";
     }
-    const Record* const winner = report->winner();
-    if (winner != nullptr) {
-        const std::string problem = value_problem(*winner);
+    const Record* const chosen = report->chosen();
+    if (chosen != nullptr) {
+        const std::string problem = value_problem(*chosen);
         if (!problem.empty()) {
             report->status = MAC_INVALID_VALUE;
             report->note = problem;
         }
     }
-    const bool any = usable(report->copies[0]) || usable(report->copies[1]);
-    const bool all = (!report->copies[0] || usable(report->copies[0])) &&
-                     (!report->copies[1] || usable(report->copies[1])) && report->copies[0];
-    const bool differ = report->copies[1] && report->copies[1]->different;
-    if (!any) {
-        report->health = Health::kLost;
-    } else if (!all || differ || report->status != MAC_OK) {
-        report->health = Health::kDegraded;
-    }
+    report->health = health_of(*report);
+    // Of erased bytes nothing is to be said.
+    if (report->health == Health::kBlank) report->note.clear();
 }
 
 std::vector<PoolReport> inspect(host::Board* board, const PoolFilter& filter) {

@@ -18,7 +18,9 @@ struct CopyReport {
 };
 
 enum class Next { kNothing, kRewriteSpare, kRewriteMain, kRefuse };
-enum class Health { kGood, kDegraded, kLost };
+enum class Health { kGood, kDegraded, kBlank, kLost };
+// "good", "degraded", ...
+const char* health_name(Health health);
 
 struct PoolReport {
     u32 inst = 0;
@@ -29,10 +31,13 @@ struct PoolReport {
     std::string note;  // what a person should know besides
     Health health = Health::kGood;
 
-    // The copy whose block is handed out; null when none is.
+    // The copy whose block is handed out; null when none is. Of a block that is refused for
+    // its values too, unless they are no more than erased bytes.
     const Record* winner() const;
     // What the next access does, in words.
     std::string next_words() const;
+    // The copy that the system takes, whatever it holds; null when it takes none.
+    const Record* chosen() const;
 };
 
 // Which blocks; none given means all.

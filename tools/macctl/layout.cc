@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <unordered_map>
 
 #include "base/vocabulary.h"
 #include "mac_mng/mac_mng.h"
@@ -18,6 +19,20 @@ namespace {
 constexpr size_t kDriverNameMax = 39;
 constexpr size_t kStorageNameMax = 31;
 
+constexpr const char* kConfigNode = "mac";
+constexpr const char* kAttributes[] = {"id",      "drv_name", "chip_id",
+                                       "channel", "mac_num",  "storage_name"};
+
+bool is_attribute(const char* name) {
+    return std::any_of(std::begin(kAttributes), std::end(kAttributes),
+                       [name](const char* known) { return std::strcmp(known, name) == 0; });
+}
+
+bool is_node(const char* name) {
+    return std::strcmp(name, mac::kMainStorageNode) == 0 ||
+           std::strcmp(name, mac::kSpareStorageNode) == 0 || std::strcmp(name, kConfigNode) == 0;
+}
+
 // Reads the entries of one node as the system does: the first element that lacks a
 // required attribute ends it.
 class EntryReader {
@@ -26,11 +41,31 @@ public:
 
     void read_instance(u32 inst, pugi::xml_node root) {
         const pugi::xml_node top = root.child(mac::kModuleName);
+        check_nodes(top);
         read_node(inst, 0, top.child(mac::kMainStorageNode));
         read_node(inst, 1, top.child(mac::kSpareStorageNode));
     }
 
 private:
+    void check_nodes(pugi::xml_node top) {
+        for (const pugi::xml_node node : top.children()) {
+            if (node.type() != pugi::node_element || is_node(node.name())) continue;
+            problem("unknown-node", file_.line_of(node), false,
+                    fmt::format("<{}> is a node that the system does not look at", node.name()),
+                    "it looks at <mac_storage_main>, <mac_storage_spare> and <mac>");
+        }
+    }
+
+    void check_attributes(pugi::xml_node element, unsigned line) {
+        for (const pugi::xml_attribute attribute : element.attributes()) {
+            if (is_attribute(attribute.name())) continue;
+            problem("unknown-attribute", line, false,
+                    fmt::format("{}=\"{}\" is an attribute that the system does not look at",
+                                attribute.name(), attribute.value()),
+                    "it looks at id, drv_name, chip_id, channel, mac_num and storage_name");
+        }
+    }
+
     void read_node(u32 inst, unsigned area, pugi::xml_node node) {
         for (const pugi::xml_node element : node.children()) {
             if (element.type() != pugi::node_element) continue;
@@ -39,6 +74,7 @@ private:
             copy.area = area;
             copy.line = file_.line_of(element);
             if (!read_entry(element, &copy)) return;
+            check_attributes(element, copy.line);
             add(copy);
         }
     }
@@ -102,16 +138,12 @@ private:
         if (copy.medium() == MediumKind::kEeprom) find_chip(file_.eeproms(), &copy);
         layout_->entries.push_back(copy);
         if (!is_known_type(copy.type)) return;
-        const auto same = [&copy](const PoolLayout& pool) {
-            return pool.inst == copy.inst && pool.type == copy.type;
-        };
-        auto pool = std::find_if(layout_->pools.begin(), layout_->pools.end(), same);
-        if (pool == layout_->pools.end()) {
-            layout_->pools.push_back({copy.inst, copy.type, {}});
-            pool = layout_->pools.end() - 1;
-        }
+        const auto [found, is_new] =
+            pool_at_.try_emplace(block_key(copy.inst, copy.type), layout_->pools.size());
+        if (is_new) layout_->pools.push_back({copy.inst, copy.type, {}});
+        PoolLayout& pool = layout_->pools[found->second];
         // Of two entries for one copy the system uses the first.
-        if (!pool->copies[copy.area]) pool->copies[copy.area] = copy;
+        if (!pool.copies[copy.area]) pool.copies[copy.area] = copy;
     }
 
     void problem(const char* code, unsigned line, bool error, std::string text,
@@ -121,6 +153,7 @@ private:
 
     const host::BoardFile& file_;
     Layout* layout_;
+    std::unordered_map<u64, size_t> pool_at_;  // by its key, in the layout
 };
 
 }  // namespace
@@ -169,21 +202,14 @@ Layout read_layout(const host::BoardFile& file) {
         const u32 inst = host::parse_u32(node.attribute("id").value()).value_or(0);
         reader.read_instance(inst, node);
     }
-    // The default instance first, then by number; by type within.
-    std::stable_sort(layout.pools.begin(), layout.pools.end(),
-                     [](const PoolLayout& left, const PoolLayout& right) {
-                         return std::pair(left.inst + 1, left.type) <
-                                std::pair(right.inst + 1, right.type);
-                     });
+    // The default instance first, then by number; by type within. Most files are so already.
+    const auto is_before = [](const PoolLayout& left, const PoolLayout& right) {
+        return std::pair(left.inst + 1, left.type) < std::pair(right.inst + 1, right.type);
+    };
+    if (!std::is_sorted(layout.pools.begin(), layout.pools.end(), is_before)) {
+        std::stable_sort(layout.pools.begin(), layout.pools.end(), is_before);
+    }
     return layout;
-}
-
-std::vector<std::string> images_of(const host::BoardFile& file) {
-    std::vector<std::string> images;
-    for (const auto& flash : file.flashes()) images.push_back(flash.image);
-    for (const auto& eeprom : file.eeproms()) images.push_back(eeprom.image);
-    if (file.env()) images.push_back(file.env()->image);
-    return images;
 }
 
 }  // namespace macctl

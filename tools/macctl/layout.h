@@ -49,6 +49,9 @@ std::string chip_name(MediumKind kind, u32 chip, std::optional<u32> inst);
 
 const char* area_name(unsigned area);
 
+// What tells blocks, copies and media apart, as one number.
+inline u64 block_key(u32 inst, u32 type) { return u64{inst} << 32 | type; }
+
 // The block of one instance and MAC type.
 struct PoolLayout {
     u32 inst;
@@ -72,9 +75,6 @@ struct Layout {
 };
 
 Layout read_layout(const host::BoardFile& file);
-
-// The images of all media, as the file names them.
-std::vector<std::string> images_of(const host::BoardFile& file);
 
 // The 22 MAC types: 0 to 5 and 64 to 79.
 bool is_known_type(u32 type);

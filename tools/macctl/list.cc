@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "mac_mng/mac_status.h"
-#include "tools/macctl/board_compile.h"
+#include "platform/host/files.h"
 #include "tools/macctl/commands.h"
 #include "tools/macctl/json.h"
 
@@ -72,7 +72,7 @@ std::string link_text(const Context& context, const Addresses& addresses) {
             continue;
         }
         const std::filesystem::path path = std::filesystem::path(context.options.directory) / file;
-        replace_file(path, {content.begin(), content.end()});
+        host::replace_file(path, content);
         text += path.string() + "\n";
     }
     return text;

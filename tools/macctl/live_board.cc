@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "platform/common/board_tree.h"
+#include "platform/host/files.h"
 #include "tools/macctl/board_compile.h"
 #include "tools/macctl/target.h"
 
@@ -88,12 +89,12 @@ void set_image(pugi::xml_node medium, const std::string& image) {
 }
 
 std::vector<u8> read_blob(const fs::path& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream) {
-        throw TargetError(fmt::format("{} cannot be read: {}; it says where the records lie",
-                                      path.string(), strerror(errno)));
+    try {
+        const std::string content = host::read_file(path, host::Source::kFile, host::kTextMax);
+        return {content.begin(), content.end()};
+    } catch (const host::ReadError& error) {
+        throw TargetError(fmt::format("{}; it says where the records lie", error.what()));
     }
-    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 }  // namespace

@@ -141,6 +141,10 @@ held while a board file's media are in use
 .TP
 .IR BOARD .state
 mounted instances and the module's log, from one run to the next
+.TP
+.IR . FILE .mac_mng\-new
+a file while it is written, beside its place; the next run that writes FILE removes one that a
+kill left
 .SH ENVIRONMENT
 .TP
 .B NO_COLOR
@@ -155,7 +159,7 @@ no colours, also on a terminal
 std::string exit_table() {
     std::string text = ".SH \"EXIT STATUS\"\n";
     for (const ExitRow& row : kExitTable) {
-        text += fmt::format(".TP\n.B {}\n{}\n", static_cast<int>(row.exit), row.meaning);
+        text += fmt::format(".TP\n.B {}\n{}\n", static_cast<int>(row.exit), roff(row.meaning));
     }
     return text;
 }

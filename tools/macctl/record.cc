@@ -165,6 +165,8 @@ const char* state_name(CopyState state) {
             return "wrong length";
         case CopyState::kCheckMismatch:
             return "check mismatch";
+        case CopyState::kNotMade:
+            return "not made yet";
         default:
             return "unreadable";
     }
@@ -181,6 +183,7 @@ Record decode_record(const Format& format, ConstBytes bytes, u32 num) {
                                     record.base.data(), &record.num, &record.check);
     record.state = is_erased(bytes) ? CopyState::kErased : state_of(record.status);
     if (record.state == CopyState::kErased) {
+        record.blank = true;
         record.detail = "all bytes are 0xff";
     } else {
         record.detail = describe(format, bytes, num, record.status);

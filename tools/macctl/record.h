@@ -41,6 +41,7 @@ enum class CopyState {
     kWrongTag,
     kWrongLength,
     kCheckMismatch,
+    kNotMade,  // no image of the board is there: the first use makes them
     kUnreadable,
 };
 
@@ -53,6 +54,7 @@ struct Record {
     MacAddress base{};
     u32 num = 0;
     u32 check = 0;       // as two copies are compared by
+    bool blank = false;  // nothing was ever written: erased in every byte, or not made yet
     std::string detail;  // expected and found; empty when good
 };
 

@@ -4,15 +4,14 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstring>
-#include <fstream>
 
 #include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_status.h"
-#include "tools/macctl/board_compile.h"
+#include "platform/host/files.h"
 #include "tools/macctl/collision.h"
 #include "tools/macctl/commands.h"
 #include "tools/macctl/identify.h"
+#include "tools/macctl/output.h"
 #include "tools/macctl/write_checks.h"
 
 namespace macctl {
@@ -20,17 +19,15 @@ namespace macctl {
 namespace {
 
 std::vector<u8> read_bytes(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream)
-        throw Failure(kExitFile, fmt::format("{} cannot be read: {}", path, strerror(errno)));
-    return {std::istreambuf_iterator<char>(stream), {}};
+    const std::string content = host::read_file(path, host::Source::kStream, host::kDumpMax);
+    return {content.begin(), content.end()};
 }
 
 // The variant that was named, or the board's, or the one of boards that name none.
 const platform::Crc16Variant& variant_of(const Context& context) {
     const Options& options = context.options;
     if (options.crc16.empty() && !options.board.empty()) {
-        return host::BoardFile::read(options.board).crc16();
+        return context.board_file().crc16();
     }
     const std::string name = options.crc16.empty() ? platform::kCrc16Default : options.crc16;
     const platform::Crc16Variant* const variant = platform::crc16_find(name.c_str());
@@ -167,6 +164,7 @@ Result described(const Decoded& decoded, std::string text) {
     result.data = decoded_value(decoded);
     result.text = std::move(text);
     if (decoded.record.state != CopyState::kGood) result.exit = kExitLost;
+    if (decoded.record.blank) result.exit = kExitBlank;
     return result;
 }
 
@@ -235,7 +233,7 @@ Result record_encode(Context& context) {
     ask_for_overwrite(context, ConstBytes(file).subspan(options.offset, bytes.size()));
     if (!options.dry_run) {
         std::copy(bytes.begin(), bytes.end(), file.begin() + options.offset);
-        replace_file(options.file, file);
+        host::replace_file(options.file, file);
     }
     Result result;
     result.text = fmt::format("{} bytes at offset 0x{:x} of {}{}\n", bytes.size(), options.offset,
@@ -257,9 +255,9 @@ Result record_identify(Context& context) {
         result.data["records"].push_back(found_value(found));
     }
     if (result.text.empty()) {
-        fmt::print(stderr,
-                   "macctl: {} has no record with a tag (Kolbe records without CRC have none)\n",
-                   context.options.file);
+        put_err(fmt::format(
+            "macctl: {} has no record with a tag (Kolbe records without CRC have none)\n",
+            context.options.file));
         result.exit = kExitNotFound;
     }
     return result;

@@ -6,6 +6,7 @@
 #include "mac_mng/mac_status.h"
 #include "tools/macctl/collision.h"
 #include "tools/macctl/commands.h"
+#include "tools/macctl/output.h"
 #include "tools/macctl/terminal.h"
 #include "tools/macctl/write_checks.h"
 
@@ -122,10 +123,10 @@ std::string words_of(const std::optional<Block>& block) {
 void warn_of_carry(const Block& block) {
     if (!leaves_oui(block.base, block.num)) return;
     const MacAddress last = nth_address(block.base, block.num - 1);
-    fmt::print(stderr,
-               "macctl: warning: the block ends at {}, outside the addresses of its first three "
-               "bytes\n",
-               format_address(last.data()));
+    put_err(fmt::format(
+        "macctl: warning: the block ends at {}, outside the addresses of its first three "
+        "bytes\n",
+        format_address(last.data())));
 }
 
 template <typename Write>

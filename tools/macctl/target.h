@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/host/loader.h"
 #include "tools/macctl/client.h"
 #include "tools/macctl/inspect.h"
 
@@ -58,15 +59,32 @@ public:
     // The copies on their media, with nothing written. Throws TargetError when the
     // board's description or its media cannot be read.
     virtual std::vector<PoolReport> inspect(const PoolFilter& filter) = 0;
+
+    // Why media were not what the system asked of them, as far as it is known here.
+    virtual std::vector<std::string> reasons() const { return {}; }
+
+    // Ends the work, so that the next one finds what this one left. Throws WriteError when
+    // what is mounted cannot be kept.
+    virtual void finish() {}
 };
 
 inline constexpr char kDevicePath[] = "/dev/mac_mng";
 
+// How a board file is used.
+enum class LogLines { kNone, kUpToTheBoardsLevel, kAll };
+struct BoardUse {
+    LogLines lines;
+    bool tell_mistakes;
+    host::LockWait wait;
+};
+
 // A board file. The module is loaded over it when it is first needed and stays loaded
 // as long as the target lives; its log lines go to standard error as far as they are
 // wanted. Commands throw StartUpError, or the board's own error.
-enum class LogLines { kNone, kUpToTheBoardsLevel, kAll };
-std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, LogLines wanted);
+std::unique_ptr<Target> open_board(const std::filesystem::path& board_file, const BoardUse& use);
+
+// One line on standard error for a board file with mistakes, which points to "board check".
+void tell_mistakes(const host::BoardFile& file);
 
 // Opens the control device. Throws TargetError.
 std::unique_ptr<Target> open_device(const std::filesystem::path& device);

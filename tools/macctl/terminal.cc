@@ -34,6 +34,8 @@ const char* escape_of(Colour colour) {
             return "\033[32m";
         case Colour::kWarning:
             return "\033[33m";
+        case Colour::kBlank:
+            return "\033[36m";
         case Colour::kBad:
             return "\033[1;31m";
         default:

@@ -9,7 +9,7 @@
 
 namespace macctl {
 
-enum class Colour { kNone, kGood, kWarning, kBad };
+enum class Colour { kNone, kGood, kWarning, kBlank, kBad };
 
 // What --color says; empty or "auto": colours where standard output is a terminal that has
 // them.

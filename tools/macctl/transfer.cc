@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // All blocks of a board as one JSON file, out and in again.
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iostream>
 #include <map>
 #include <set>
+#include <sstream>
 
 #include "mac_mng/mac_status.h"
-#include "tools/macctl/board_compile.h"
+#include "platform/host/files.h"
 #include "tools/macctl/collision.h"
 #include "tools/macctl/commands.h"
 #include "tools/macctl/json.h"
+#include "tools/macctl/output.h"
 #include "tools/macctl/terminal.h"
 #include "tools/macctl/write_checks.h"
 
@@ -45,10 +46,20 @@ std::optional<u32> number_of(const Value& value) {
     return static_cast<u32>(*number);
 }
 
+std::string read_text(const std::string& file) {
+    try {
+        if (file == "-") return host::read_stream(STDIN_FILENO, "standard input", host::kTextMax);
+        return host::read_file(file, host::Source::kStream, host::kTextMax);
+    } catch (const host::ReadError& error) {
+        throw Failure(kExitNotWritten, fmt::format("{}; nothing was written", error.what()));
+    }
+}
+
 Value read_json(const std::string& file) {
-    std::ifstream stream(file);
-    if (!stream && file != "-") refuse(file, std::string("cannot be read: ") + strerror(errno));
-    const std::optional<Value> value = parse_json(file == "-" ? std::cin : stream);
+    const std::string text = read_text(file);
+    if (const char* const problem = host::encoding_problem(text)) refuse(file, problem);
+    std::istringstream stream(text);
+    const std::optional<Value> value = parse_json(stream);
     if (!value) refuse(file, "is no JSON");
     if (text_of(*value, "format") != kFormatName) {
         refuse(file, fmt::format("has no \"format\": \"{}\"", kFormatName));
@@ -169,8 +180,9 @@ void ask(const Context& context, const std::vector<Planned>& changes,
         replaced += change.replaces() ? 1 : 0;
         doubtful += reasons.empty() ? 0 : 1;
         for (const std::string& reason : reasons) {
-            fmt::print(stderr, "macctl: warning: {}, {}: {}\n", change.name(),
-                       block_words(change.item.block.base, change.item.block.num), reason);
+            put_err(fmt::format("macctl: warning: {}, {}: {}\n", change.name(),
+                                block_words(change.item.block.base, change.item.block.num),
+                                reason));
         }
     }
     std::vector<std::string> reasons;
@@ -209,33 +221,46 @@ void write(Context& context, const std::vector<Planned>& changes, Result* result
     }
 }
 
+void leave_out(const PoolReport& pool, Result* result) {
+    const bool blank = pool.health == Health::kBlank;
+    put_err(fmt::format("macctl: warning: {} {} and is left out\n", pool_name(pool.inst, pool.type),
+                        blank ? "is blank" : "has no good block"));
+    if (!blank) result->exit = kExitLost;
+    if (blank && result->exit == kExitDone) result->exit = kExitBlank;
+}
+
 }  // namespace
 
 Result export_blocks(Context& context) {
-    Value value = {
-        {"format", kFormatName}, {"version", kFormatVersion}, {"blocks", Value::array()}};
+    const std::vector<PoolReport> reports = context.target().inspect(context.options.filter());
+    if (reports.empty()) refuse_absent(context, "export");
+    Value blocks = Value::array();
     Result result;
-    for (const PoolReport& pool : context.target().inspect(context.options.filter())) {
+    for (const PoolReport& pool : reports) {
         const Record* const winner = pool.winner();
         if (winner == nullptr || pool.status != MAC_OK) {
-            fmt::print(stderr, "macctl: warning: {} has no good block and is left out\n",
-                       pool_name(pool.inst, pool.type));
-            result.exit = kExitLost;
+            leave_out(pool, &result);
             continue;
         }
         Value block = {{"instance", fmt::format("0x{:x}", pool.inst)}, {"type", pool.type}};
         block.append(block_value(winner->base, winner->num));
-        value["blocks"].push_back(block);
+        blocks.push_back(block);
     }
-    const std::string text = json_pages(value) + "\n";
-    result.data = std::move(value);
-    if (context.options.file.empty() || context.options.file == "-") {
-        result.text = text;
-    } else {
-        replace_file(context.options.file, {text.begin(), text.end()});
-        result.text = fmt::format("{}: {}\n", context.options.file,
-                                  counted(result.data.find("blocks")->elements().size(), "block"));
+    const std::string& file = context.options.file;
+    const bool to_file = !file.empty() && file != "-";
+    if (blocks.empty()) {
+        throw Failure(static_cast<Exit>(result.exit),
+                      "there is no good block to export" +
+                          (to_file ? fmt::format("; {} was not written", file) : ""));
+    }
+    result.data = {{"format", kFormatName}, {"version", kFormatVersion}, {"blocks", blocks}};
+    const std::string text = json_pages(result.data) + "\n";
+    if (to_file) {
+        host::replace_file(file, text);
+        result.text = fmt::format("{}: {}\n", file, counted(blocks.elements().size(), "block"));
         result.acknowledges = true;
+    } else {
+        result.text = text;
     }
     return result;
 }
