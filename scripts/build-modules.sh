@@ -1,6 +1,6 @@
 #!/bin/sh
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# Builds mac_mng.ko and mac_platform.ko against a kernel tree.
+# Builds mac_mng.ko and mac_platform.ko against a kernel tree, and looks at them.
 #
 #   build-modules.sh KDIR OUTPUT [MAKE-VARIABLE ...]
 #
@@ -18,4 +18,5 @@ for folder in base config storage core service control platform include; do
 done
 ln -sf "$PWD/sources.mk" "$output/sources.mk"
 ln -sf "$PWD/platform/linux/Kbuild" "$output/Kbuild"
-exec make -j "$(nproc)" -C "$kdir" M="$output" "$@" modules
+make -j "$(nproc)" -C "$kdir" M="$output" "$@" modules
+scripts/check-modules.sh "$kdir" "$output"
