@@ -10,6 +10,10 @@ cd "$(dirname "$0")/.."
 kdir=$1
 output=$2
 shift 2
+if grep -qs '^CONFIG_CC_IS_CLANG=y' "$kdir/include/config/auto.conf"; then
+	echo "build-modules: $kdir was built by clang, and the modules are for kernels that gcc built: g++ neither takes clang's flags nor makes the checks of indirect calls (CFI) that such a kernel expects of every object" >&2
+	exit 1
+fi
 mkdir -p "$output"
 output=$(realpath "$output")
 for folder in base config storage core service control platform include; do

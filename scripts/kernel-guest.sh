@@ -39,7 +39,6 @@ use_kernel() {
 	# nothing here does.
 	kbuild=("ARCH=$kbuild_arch" "CROSS_COMPILE=$cross")
 	case $series in
-	linux-*-clang*) [ ! -e "$kernel/llvm" ] || kbuild+=("LLVM=$(cat "$kernel/llvm")") ;;
 	linux-*) ;;
 	*) kbuild+=("CC=${cross}gcc" CONFIG_DEBUG_INFO_BTF_MODULES= KCFLAGS=-fasynchronous-unwind-tables) ;;
 	esac
@@ -277,4 +276,4 @@ arguments_of() {
 limit_of() { case $series in linux-*-debug) echo 900 ;; *) echo 300 ;; esac; }
 
 # What a checker of the kernel's says.
-complaints='CFI failure|WARNING:|BUG:|UBSAN:|Oops|Call [Tt]race|corruption|possible circular|unreferenced object|sleeping function|INFO: task'
+complaints='WARNING:|BUG:|UBSAN:|Oops|Call [Tt]race|corruption|possible circular|unreferenced object|sleeping function|INFO: task'

@@ -2,13 +2,12 @@
 # Lean arm64 kernels from an unpacked source of any line, built out of tree under
 # ~/.cache/mac_mng. Sourced by bash scripts after scripts/kernel-guest.sh.
 #
-# Of each version, compiler and level the cache has a folder
-# kernel-arm64-linux-VERSION[-clang][-debug]:
+# Of each version and level the cache has a folder kernel-arm64-linux-VERSION[-debug]:
 #   boot, lib/modules   the kernel, its configuration, its modules
 #   build, source       what modules are built with; "source" is the part of the source
 #                       that this takes, so that the rest may go
 #   left-out            options that the tree lacks, and what goes without each
-#   flags, llvm         what the kernel was given for the compiler, and which clang
+#   flags               what the kernel was given for the compiler
 #   key, tree           the options and the compiler; the source and its state
 # shellcheck shell=bash
 # shellcheck disable=SC2154 # variables of the sourcing script
@@ -37,14 +36,15 @@ use_tree() {
 	tree_version=$major.$minor.$(makefile_value SUBLEVEL)
 	[ $((major * 1000 + minor)) -ge 4004 ] ||
 		refuse "$tree_path is Linux $tree_version; the modules are for 4.4 and later"
+	[ -z "${LLVM:-}" ] || refuse "LLVM is \"$LLVM\": the modules are for kernels that gcc built"
 	for trace in .config include/config arch/arm64/include/generated; do
 		[ ! -e "$tree_path/$trace" ] ||
 			refuse "$tree_path was built in place (it has $trace): name a source as it was unpacked, or run \"make mrproper\" in it"
 	done
 	level=$2
 	case $level in
-	lean) use_kernel arm64 "linux-$tree_version${LLVM:+-clang}" ;;
-	debug) use_kernel arm64 "linux-$tree_version${LLVM:+-clang}-debug" ;;
+	lean) use_kernel arm64 "linux-$tree_version" ;;
+	debug) use_kernel arm64 "linux-$tree_version-debug" ;;
 	*) refuse "LEVEL is \"$level\", expected lean or debug" ;;
 	esac
 }
@@ -54,8 +54,6 @@ use_cached() {
 	use_kernel arm64 "${1#kernel-arm64-}"
 	level=lean
 	case $1 in *-debug) level=debug ;; esac
-	# Only what the kernel was built with counts.
-	unset LLVM
 }
 
 # tree_state: changes when a file of the source does.
@@ -66,20 +64,12 @@ tree_state() {
 # tree_config: the options that are wanted at this level.
 tree_config() {
 	cat tests/kernel/plain.config tests/kernel/tree.config
-	case $name in *-clang*) cat tests/kernel/clang.config ;; esac
 	case $level in debug) cat tests/kernel/debug.config tests/kernel/tree-debug.config ;; esac
 }
 
 # tree_key: the options and the compiler, for a kernel is built anew when they change.
 tree_key() {
-	local llvm=${LLVM:-$(cat "$kernel/llvm" 2>/dev/null || true)}
-	# As the kernel's Makefile reads it: 1, a suffix or a folder.
-	case $llvm in
-	'') "${cross}gcc" --version ;;
-	1) clang --version ;;
-	-*) "clang$llvm" --version ;;
-	*) "${llvm}clang" --version ;;
-	esac | head -n 1
+	"${cross}gcc" --version | head -n 1
 	tree_config
 }
 
@@ -230,12 +220,10 @@ building() {
 build_tree() {
 	local state
 	host_flags='' target_flags=''
-	[ -z "${LLVM:-}" ] || kbuild+=("LLVM=$LLVM")
 	state=$(tree_state)
 	! is_built "$state" || return 0
 	rm -rf "$kernel"
 	mkdir -p "$kernel/boot" "$kernel/build"
-	[ -z "${LLVM:-}" ] || echo "$LLVM" >"$kernel/llvm"
 	tree_config >"$kernel/config"
 	echo "== $name: building the kernel from $tree_path"
 	building configure "$kernel/config"

@@ -55,6 +55,13 @@ for trace in .config include/config arch/arm64/include/generated; do
 		"$(said "$work/built-${trace##*/}")"
 done
 tree fine 6 1
+is "a kernel by clang" "test-kernel: LLVM is \"1\": the modules are for kernels that gcc built (2)" "$(LLVM=1 said "$work/fine")"
+mkdir -p "$work/clang/include/config"
+printf 'CONFIG_CC_IS_CLANG=y\nCONFIG_CFI_CLANG=y\n' >"$work/clang/include/config/auto.conf"
+found=$(scripts/build-modules.sh "$work/clang" "$work/modules" 2>&1) || found="$found ($?)"
+is "modules for a kernel by clang" \
+	"build-modules: $work/clang was built by clang, and the modules are for kernels that gcc built: g++ neither takes clang's flags nor makes the checks of indirect calls (CFI) that such a kernel expects of every object (1)" \
+	"$found"
 is "another level" "test-kernel: LEVEL is \"most\", expected lean or debug (2)" "$(said "$work/fine" most)"
 
 # Options: one that the tree has, one that it keeps off, one that it has never heard of.
