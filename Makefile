@@ -3,7 +3,7 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help build install demo test test-clang modules test-kernel test-kernels test-kernel-debug fuzz bench bench-check \
+.PHONY: help build install demo test test-clang modules test-kernel test-kernels test-kernel-debug test-kernel-trees kernel-gates fuzz bench bench-check \
 	scenarios replay soak mutants freestanding coverage lint clean packages-demo packages-test packages-clang \
 	packages-kernel packages-kernels packages-kernel-debug packages-bench packages-all
 
@@ -16,9 +16,12 @@ help:
 	@echo "make install       macctl and the public headers, under PREFIX (/usr/local) and DESTDIR"
 	@echo "make modules       the kernel modules, KDIR=... for a kernel tree other than the running one's"
 	@echo "make test-kernel   both modules on Debian's arm64 kernel under QEMU, tests in the guest"
+	@echo "                   KERNEL=PATH: on a kernel built from that source, LEVEL=debug with checkers"
+	@echo "make test-kernel-trees   the same again on all kernels that were built so"
 	@echo "make test-kernels  the same on Debian's other kernels: 5.10 to 6.12, arm64 and amd64"
 	@echo "make test-kernel-debug   on kernels that check themselves: failing allocations, leaks, locks,"
 	@echo "                   coverage-guided fuzzing, power cuts of a machine with CFI flash"
+	@echo "make kernel-gates  what refuses a module or a kernel source refuses each fault"
 	@echo "make fuzz          fuzzers of everything that reads hostile input"
 	@echo "make bench         measure, and write docs/benchmarks.md; make bench-check: counts that rose"
 	@echo "make scenarios     power cuts, two in a row, and failing media; make replay ID=... for one"
@@ -70,10 +73,26 @@ modules:
 	@scripts/build-modules.sh "$(KDIR)" build/modules
 	@echo "built build/modules/mac_mng.ko and build/modules/mac_platform.ko"
 
-# Lanes ARCH:SERIES:MEDIA[,MEDIA]; see scripts/test-kernel.sh.
+# Lanes ARCH:SERIES:RUN[,RUN]; see scripts/test-kernel.sh. KERNEL: an unpacked kernel source
+# instead, with LEVEL=debug one that checks itself.
 KERNELS ?= arm64:6.1:test
+LEVEL ?= lean
+ifdef KERNEL
+test-kernel: packages-kernel-debug
+	@scripts/test-kernel-tree.sh "$(KERNEL)" "$(LEVEL)"
+else
 test-kernel: $(if $(findstring amd64,$(KERNELS)),packages-kernels,packages-kernel)
 	@scripts/test-kernels.sh $(KERNELS)
+endif
+
+# What refuses a module or a kernel source, held against one with each fault.
+kernel-gates: packages-kernel
+	@scripts/test-module-gate.sh
+	@scripts/test-tree-refusals.sh
+
+# Every kernel of the cache that was built from a tree; LINE=4.4: of that line.
+test-kernel-trees: packages-kernel
+	@scripts/test-kernel-trees.sh $(LINE)
 
 # The other kernels that Debian has, and the media that a kernel brings itself.
 test-kernels: packages-kernels

@@ -10,9 +10,6 @@ cd "$(dirname "$0")/.."
 . scripts/parallel.sh
 
 cuts=${MAC_POWER_CUTS:-100}
-# Reports go to the console; without leak detection where it is not used, for it takes
-# half a minute to start; no flash of the machine's own, so that the board's is first.
-checked="loglevel=4 kasan_multi_shot initcall_blacklist=physmap_init"
 
 build_for() {
 	use_kernel arm64 "$1"
@@ -103,6 +100,7 @@ plant order service/mac_func.cc \
 plant sleep service/mac_func.cc \
 	's/^    const mac::SpinGuard guard(config->lock);/&\n    platform_free(platform_zalloc(8));/; s/^#include "base\/log.h"/&\n#include "platform\/memory.h"/'
 echo "== kernel-arm64-debug: running"
+# Without leak detection where it is not used, for it takes half a minute to start.
 start failures run_checked failures 600 kmemleak=off
 start test run_checked test 600 kmemleak=off
 start power-cuts run_power_cuts

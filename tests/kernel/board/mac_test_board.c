@@ -15,6 +15,9 @@
 #include <linux/property.h>
 #include <linux/version.h>
 #include <linux/vmalloc.h>
+#if LINUX_VERSION_CODE < KERNEL_VERSION(4, 12, 0)
+#include <linux/platform_data/at24.h>
+#endif
 
 #define NOR_BYTES 0x40000
 #define NOR_ERASE 0x10000
@@ -85,6 +88,11 @@ static int nor_erase(struct mtd_info *mtd, struct erase_info *info)
 	if (outcome == DO)
 		memset(nor + info->addr, 0xff, info->len);
 	stick();
+	/* 4.17: what is erased when the driver comes back; before, it says so itself. */
+#if LINUX_VERSION_CODE < KERNEL_VERSION(4, 17, 0)
+	info->state = MTD_ERASE_DONE;
+	mtd_erase_callback(info);
+#endif
 	return 0;
 }
 
@@ -211,20 +219,39 @@ static struct i2c_adapter bus = {
 	.nr = 0,
 };
 
-/* at24 writes one byte a cycle unless it is told the page. */
+/*
+ * at24 writes one byte a cycle unless it is told the page. 4.12: by the properties of a
+ * board's chip, before by data of its own. 5.12: by a software node.
+ */
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(4, 12, 0)
 static const struct property_entry page_32[] = { PROPERTY_ENTRY_U32("pagesize", 32), {} };
 static const struct property_entry page_8[] = { PROPERTY_ENTRY_U32("pagesize", 8), {} };
+#else
+static struct at24_platform_data large = { .byte_len = 0x2000, .page_size = 32, .flags = AT24_FLAG_ADDR16 };
+static struct at24_platform_data small = { .byte_len = 0x100, .page_size = 8 };
+#endif
 
-/* 5.12: a board's chip takes a software node instead of its properties. */
 #if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 12, 0)
 static const struct software_node nodes[] = {
 	{ .properties = page_32 }, { .properties = page_32 },
 	{ .properties = page_8 }, { .properties = page_8 },
 };
 #define set_properties(info, i) ((info)->swnode = &nodes[i])
-#else
+#elif LINUX_VERSION_CODE >= KERNEL_VERSION(4, 12, 0)
 #define set_properties(info, i) ((info)->properties = (i) < 2 ? page_32 : page_8)
+#else
+#define set_properties(info, i) ((info)->platform_data = (i) < 2 ? &large : &small)
 #endif
+
+/* 5.2: says what went wrong; before, no client does. */
+static struct i2c_client *new_client(const struct i2c_board_info *info)
+{
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 2, 0)
+	return i2c_new_client_device(&bus, info);
+#else
+	return i2c_new_device(&bus, info) ?: ERR_PTR(-ENODEV);
+#endif
+}
 
 static void remove_chips(void)
 {
@@ -250,7 +277,7 @@ static int add_chips(void)
 		if (!chips[i].content)
 			return -ENOMEM;
 		memset(chips[i].content, 0xff, chips[i].bytes);
-		chips[i].client = i2c_new_client_device(&bus, &info);
+		chips[i].client = new_client(&info);
 		if (IS_ERR(chips[i].client))
 			return PTR_ERR(chips[i].client);
 	}

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 /* A misc device whose ioctl does nothing: what any command costs before it begins. */
+#include <linux/device.h>
 #include <linux/fs.h>
 #include <linux/miscdevice.h>
 #include <linux/module.h>
@@ -21,7 +22,8 @@ static struct miscdevice empty_device = {
 	.fops = &empty_operations,
 };
 
-module_misc_device(empty_device);
+/* module_misc_device(), which 4.4 does not have yet. */
+module_driver(empty_device, misc_register, misc_deregister);
 
 MODULE_DESCRIPTION("A device that does nothing");
 MODULE_LICENSE("GPL");

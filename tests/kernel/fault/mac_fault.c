@@ -7,11 +7,14 @@
  *   insmod mac_fault.ko symbol=misc_register target=mac_mng value=-16
  *   echo 1 > /sys/module/mac_fault/parameters/nth
  *
+ * The guest has one processor, which is why one set of registers is enough below.
+ *
  * "calls" counts the calls of the target since it was last written.
  */
 #include <linux/kprobes.h>
 #include <linux/module.h>
 #include <linux/string.h>
+#include <linux/version.h>
 
 static char *symbol = "";
 module_param(symbol, charp, 0444);
@@ -46,20 +49,73 @@ static unsigned long caller_of(struct pt_regs *regs)
 	return *(unsigned long *)kernel_stack_pointer(regs);
 }
 
-static void return_at_once(struct pt_regs *regs)
+/* Whether the function is left at once. */
+static int leave(struct pt_regs *regs)
 {
+	regs_set_return_value(regs, value);
 	instruction_pointer_set(regs, (unsigned long)&nothing);
-}
-#else
-static unsigned long caller_of(struct pt_regs *regs)
-{
-	return procedure_link_pointer(regs);
+	return 1;
 }
 
-static void return_at_once(struct pt_regs *regs)
+static void after_leaving(struct pt_regs *regs)
 {
-	instruction_pointer_set(regs, procedure_link_pointer(regs));
 }
+#else
+/* The registers by their numbers: the functions that name them are from 4.10 and 5.4. */
+#define RETURN_VALUE 0
+#define SCRATCH 16
+#define LINK 30
+
+static unsigned long caller_of(struct pt_regs *regs)
+{
+	return regs->regs[LINK];
+}
+
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(4, 19, 0)
+static int leave(struct pt_regs *regs)
+{
+	regs->regs[RETURN_VALUE] = value;
+	instruction_pointer_set(regs, regs->regs[LINK]);
+	return 1;
+}
+
+static void after_leaving(struct pt_regs *regs)
+{
+}
+#else
+/*
+ * Before 4.19 a handler cannot end the probe: the function's first instruction runs, and
+ * what it did to the registers is undone then. The stack pointer is not taken from there,
+ * so two instructions put it back and return.
+ */
+extern const char return_with_stack[];
+asm(".pushsection .text\n"
+    "return_with_stack:\n"
+    "	mov	sp, x16\n"
+    "	ret\n"
+    ".popsection\n");
+
+static bool leaving;
+static struct pt_regs entered;
+
+static int leave(struct pt_regs *regs)
+{
+	leaving = true;
+	entered = *regs;
+	return 0;
+}
+
+static void after_leaving(struct pt_regs *regs)
+{
+	if (!leaving)
+		return;
+	leaving = false;
+	memcpy(regs->regs, entered.regs, sizeof(regs->regs));
+	regs->regs[RETURN_VALUE] = value;
+	regs->regs[SCRATCH] = entered.sp;
+	instruction_pointer_set(regs, (unsigned long)return_with_stack);
+}
+#endif
 #endif
 
 static int before(struct kprobe *probe, struct pt_regs *regs)
@@ -68,16 +124,13 @@ static int before(struct kprobe *probe, struct pt_regs *regs)
 
 	if (!module || !within_module(caller_of(regs), module))
 		return 0;
-	if (++calls != nth)
-		return 0;
-	regs_set_return_value(regs, value);
-	return_at_once(regs);
-	return 1;
+	return ++calls == nth ? leave(regs) : 0;
 }
 
-/* Its presence keeps the probe from being optimised into one that cannot do this. */
+/* Its presence also keeps the probe from being optimised into one that cannot do this. */
 static void after(struct kprobe *probe, struct pt_regs *regs, unsigned long flags)
 {
+	after_leaving(regs);
 }
 
 static struct kprobe probe = { .pre_handler = before, .post_handler = after };

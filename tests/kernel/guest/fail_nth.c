@@ -148,11 +148,17 @@ static void fail_commands(void)
 	struct mac_ioctl_address record = address(1, 8, "\x00\x11\x22\x33\x44\x55");
 	struct mac_ioctl_count count = { DEFAULT, 0, 1 };
 	int fd = open(DEVICE, O_RDWR);
+	/* Unmounting allocates nothing: all that can fail is the copy of its argument. */
+	const bool copies_fail = access(INJECTION "fail_usercopy", F_OK) == 0;
 	size_t i;
 
 	expect(fd, "program type 1", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
-	for (i = 0; i < sizeof(requests) / sizeof(requests[0]); i++)
-		fail_command(fd, &requests[i]);
+	for (i = 0; i < sizeof(requests) / sizeof(requests[0]); i++) {
+		if (requests[i].number == MAC_IOCTL_DEINIT && !copies_fail)
+			skip(requests[i].name, "this kernel makes no copies fail");
+		else
+			fail_command(fd, &requests[i]);
+	}
 	unmount_other(fd);
 	memset(record.addr, 0, 6);
 	expect(fd, "after all this the block", MAC_IOCTL_GET_ADDR, &record, 0);
