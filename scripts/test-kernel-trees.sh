@@ -23,6 +23,10 @@ say_absent() {
 
 run_one() {
 	use_cached "$(basename "$1")"
+	if [ ! -e "$kernel/key" ]; then
+		say_absent "$name" "its build did not end; make test-kernel KERNEL=PATH LEVEL=$level begins it anew"
+		return
+	fi
 	if ! is_current; then
 		say_absent "$name" "it was built with other options or another compiler; make test-kernel KERNEL=$(head -n 1 "$kernel/tree" 2>/dev/null || echo PATH) LEVEL=$level builds it anew"
 		return

@@ -48,8 +48,8 @@ gate() {
 	fi
 }
 
-quiet=-fno-asynchronous-unwind-tables
-build_gate clean $quiet
+quiet="-fno-asynchronous-unwind-tables -fno-unwind-tables"
+build_gate clean "$quiet"
 verdict_is "a module without a fault" passes "$(gate clean)"
 build_gate tables -fasynchronous-unwind-tables
 verdict_is "without the flags against unwind tables" \
