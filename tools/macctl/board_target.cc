@@ -44,7 +44,7 @@ void tell_made(const host::Session& session) {
     }
 }
 
-class BoardTarget : public Target {
+class BoardTarget final : public Target {
 public:
     BoardTarget(std::filesystem::path board_file, const BoardUse& use)
         : path_(std::move(board_file)), use_(use), client_([](u32 command, void* record) {

@@ -5,6 +5,18 @@
 
 namespace macctl {
 
+Value::Value() = default;
+Value::Value(const Value& other) = default;
+Value::Value(Value&& other) noexcept = default;
+Value& Value::operator=(const Value& other) = default;
+Value& Value::operator=(Value&& other) noexcept = default;
+Value::~Value() = default;
+Value::Value(bool truth) : content_(truth) {}
+Value::Value(std::int64_t number) : content_(number) {}
+Value::Value(std::uint64_t number) : content_(number) {}
+Value::Value(double number) : content_(number) {}
+Value::Value(const char* text) : content_(std::string(text)) {}
+Value::Value(std::string text) : content_(std::move(text)) {}
 Value::Value(std::initializer_list<Member> members) : content_(Object(members)) {}
 
 Value Value::array() {

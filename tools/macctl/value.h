@@ -23,15 +23,23 @@ public:
     using Content = std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double,
                                  std::string, Array, Object>;
 
-    Value() = default;
-    Value(bool truth) : content_(truth) {}
+    // All that makes or ends a value stands in value.cc, where members are known.
+    Value();
+    Value(const Value& other);
+    Value(Value&& other) noexcept;
+    Value& operator=(const Value& other);
+    Value& operator=(Value&& other) noexcept;
+    ~Value();
+    Value(bool truth);
+    Value(std::int64_t number);
+    Value(std::uint64_t number);
     template <std::signed_integral Number>
-    Value(Number number) : content_(std::int64_t{number}) {}
+    Value(Number number) : Value(std::int64_t{number}) {}
     template <std::unsigned_integral Number>
-    requires(!std::same_as<Number, bool>) Value(Number number) : content_(std::uint64_t{number}) {}
-    Value(double number) : content_(number) {}
-    Value(const char* text) : content_(std::string(text)) {}
-    Value(std::string text) : content_(std::move(text)) {}
+    requires(!std::same_as<Number, bool>) Value(Number number) : Value(std::uint64_t{number}) {}
+    Value(double number);
+    Value(const char* text);
+    Value(std::string text);
     Value(std::initializer_list<Member> members);
 
     static Value array();
