@@ -61,7 +61,6 @@ constexpr OptionRow kRecordFormatRow = {
     "--format",       "TEXT", "qolt, router-crc, router, kolbe-crc or kolbe",
     &Options::format, false,  kRecordFormats};
 
-constexpr OptionRow kAnyType[] = {kTypeRow};
 constexpr OptionRow kStatus[] = {
     kTypeRow,
     {"--no-header", nullptr, "without the line that names the columns", &Options::no_header},

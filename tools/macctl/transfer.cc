@@ -204,7 +204,8 @@ void write(Context& context, const std::vector<Planned>& changes, Result* result
     Progress progress("importing", changes.size());
     size_t done = 0;
     for (const Planned& change : changes) {
-        const auto& [owner, block] = change.item;
+        const Pool& owner = change.item.owner;
+        const Block& block = change.item.block;
         const Client& client = context.target().client();
         const u32 status = with_mounted(client, owner.inst, [&] {
             const auto set = change.replaces() ? &Client::replace_block : &Client::set_block;
