@@ -87,7 +87,7 @@ LogEntry parse_line(const std::string& line) {
 
 class DeviceTarget : public Target {
 public:
-    explicit DeviceTarget(std::shared_ptr<const Device> device)
+    explicit DeviceTarget(const std::shared_ptr<const Device>& device)
         : device_(device),
           client_([device](u32 number, void* record) { return device->command(number, record); }) {}
 
