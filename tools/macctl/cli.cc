@@ -81,8 +81,23 @@ private:
     }
 };
 
-void add_options(CLI::App* app, Options* options, std::span<const OptionRow> rows) {
+using Words = std::vector<std::string>;
+
+// Whether the parser has to know an option: it is on the command line, or has to be. Short
+// ones may stand together, or before their value.
+bool is_needed(const OptionRow& row, const Words& words) {
+    if (row.required || row.is_positional()) return true;
+    return std::any_of(words.begin(), words.end(), [&row](const std::string& word) {
+        if (word.size() > 2 && word[0] == '-' && word[1] != '-') return true;
+        return row.has_name(std::string_view(word).substr(0, word.find('=')));
+    });
+}
+
+// `words` of the command line; null for all options.
+void add_options(CLI::App* app, Options* options, std::span<const OptionRow> rows,
+                 const Words* words) {
     for (const OptionRow& row : rows) {
+        if (words != nullptr && !is_needed(row, *words)) continue;
         CLI::Option* const option = std::visit(AddOption{app, options, row}, row.setting);
         if (row.value != nullptr) option->type_name(row.value);
         option->required(row.required);
@@ -93,14 +108,13 @@ bool lies_below(std::string_view path, std::string_view above) {
     return above.empty() || (path.starts_with(above) && path.substr(above.size()).starts_with(' '));
 }
 
-enum class Below { kLeftOut, kBuilt };
-
-// The library's parser of one command and of those above it; for its help those below it
-// are built as well. Most of a short run would go into building what nobody asked for.
+// The library's parser of one command and of those above it, for the words of a command
+// line; without words for its help, with all options, and the commands below it as well.
+// Most of a short run would go into building what nobody asked for.
 class Parser {
 public:
-    Parser(Options* options, std::string_view path, Below below)
-        : options_(*options), path_(path), below_(below) {
+    Parser(Options* options, std::string_view path, const Words* words = nullptr)
+        : options_(*options), path_(path), words_(words) {
         app_.require_subcommand(1);
         app_.fallthrough();
         app_.set_version_flag("--version", kVersion);
@@ -111,8 +125,10 @@ public:
             "good, 6 repaired, 7 not written, 8 blank, 9 board or device unusable, 10 file\n"
             "unreadable.\n"
             "\"macctl help COMMAND\" says more, with an example.");
-        add_options(&app_, options, global_options());
-        app_.get_option("--device")->excludes(app_.get_option("--board"));
+        add_options(&app_, options, global_options(), words_);
+        CLI::Option* const device = app_.get_option_no_throw("--device");
+        CLI::Option* const board = app_.get_option_no_throw("--board");
+        if (device != nullptr && board != nullptr) device->excludes(board);
         add_rows(&app_, "");
     }
 
@@ -133,7 +149,7 @@ private:
     void add_rows(CLI::App* above, std::string_view path) {
         for (const CommandRow* row : rows_below(path)) {
             const bool on_the_way = row->path == path_ || lies_below(path_, row->path);
-            if (!on_the_way && (below_ == Below::kLeftOut || !lies_below(row->path, path_))) {
+            if (!on_the_way && (words_ != nullptr || !lies_below(row->path, path_))) {
                 continue;
             }
             CLI::App* const app = above->add_subcommand(std::string(row->name()), row->what);
@@ -141,14 +157,14 @@ private:
             app->footer(fmt::format("Example:\n  {}", row->example));
             if (row->alias != nullptr) app->alias(row->alias);
             if (is_object(*row)) app->require_subcommand(1);
-            add_options(app, &options_, row->options);
+            add_options(app, &options_, row->options, words_);
             add_rows(app, row->path);
         }
     }
 
     Options& options_;
     std::string_view path_;
-    Below below_;
+    const Words* words_;
     CLI::App app_{"macctl: blocks of MAC addresses, on a board file or on a device", "macctl"};
 };
 
@@ -229,7 +245,7 @@ std::string path_of(const CommandRow* row) { return row == nullptr ? "" : row->p
 
 std::string help_of(const CommandRow* row) {
     Options unused;
-    return Parser(&unused, path_of(row), Below::kBuilt).help();
+    return Parser(&unused, path_of(row)).help();
 }
 
 // What the command line answers by itself.
@@ -247,7 +263,7 @@ int parse_and_run(Form form, Resolved resolved) {
     const CommandRow* const row = resolved.row;
     const std::string path = path_of(row);
     Options options;
-    Parser parser(&options, path, Below::kLeftOut);
+    Parser parser(&options, path, &resolved.words);
     std::reverse(resolved.words.begin(), resolved.words.end());
     try {
         parser.app().parse(resolved.words);
@@ -279,6 +295,10 @@ int run(const std::vector<std::string>& given) {
         const Completion completion = complete({given.begin() + 1, given.end()});
         put_out(completion.text);
         return static_cast<int>(completion.offer);
+    }
+    if (given.size() == 1 && given[0] == "--version") {
+        put_out(fmt::format("{}\n", kVersion));
+        return kExitDone;
     }
     const Form form = wanted_form(given);
     try {

@@ -156,6 +156,7 @@ std::vector<OwnedBlock> blocks_after(const std::vector<PoolReport>& reports,
         after[{one.item.owner.inst, one.item.owner.type}] = one.item.block;
     }
     std::vector<OwnedBlock> blocks;
+    blocks.reserve(after.size());
     for (const auto& [owner, block] : after) {
         blocks.push_back({{owner.first, owner.second}, block});
     }

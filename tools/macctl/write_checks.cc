@@ -58,7 +58,7 @@ std::optional<Misfit> misfit(const Block& block, const PoolReport* report) {
     if (report == nullptr) return std::nullopt;
     for (const auto& copy : report->copies) {
         if (!copy) continue;
-        if (const auto found = misfit_of_copy(block, copy->copy)) return found;
+        if (auto found = misfit_of_copy(block, copy->copy)) return found;
     }
     return std::nullopt;
 }
