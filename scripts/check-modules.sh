@@ -48,6 +48,16 @@ sections() {
 }
 has_section() { sections "$1" | grep -qxF "$2"; }
 
+# has_own_entry OBJECT SECTION: more constructors than a checker's, which have names of its own.
+has_own_entry() {
+	has_section "$1" "$2" || return 1
+	[ "$("$readelf" -rW "$1" | awk -v "section='.rela$2'" '
+		/^Relocation section/ { inside = $3 == section; next }
+		inside && /R_/ { count++ }
+		END { print count + 0 }')" -gt \
+		"$("$readelf" -sW "$1" | grep -cE " _sub_$(case $2 in .init* | .c*) echo I ;; *) echo D ;; esac)_[0-9]+_[0-9]+\$" || true)" ]
+}
+
 # needs FILE: the symbols that others have to export.
 needs() {
 	"$readelf" -sW "$1" | awk '$7 == "UND" && $5 == "GLOBAL" && $8 != "" { print $8 }' | sort -u
@@ -89,11 +99,12 @@ check_sections() {
 	local section
 	! sections "$1" | grep -q '^\.eh_frame' ||
 		complain has_section .eh_frame ".eh_frame: compiled without -fno-asynchronous-unwind-tables -fno-unwind-tables"
-	# Constructors of a checker's have a number in the section's name, ours have none.
 	for section in .init_array .ctors .fini_array .dtors; do
 		has_section "$1" "$section" || continue
-		if [ -n "$(objects_with has_section $section)" ] || ! has_option CONFIG_CONSTRUCTORS; then
-			complain has_section $section "$section: a static object with a constructor, which kernels do not run; compile it with constinit"
+		if [ -n "$(objects_with has_own_entry $section)" ]; then
+			complain has_own_entry $section "$section: a static object with a constructor, which kernels do not run; compile it with constinit"
+		elif ! has_option CONFIG_CONSTRUCTORS; then
+			complain has_section $section "$section: a checker's constructor, which this kernel does not run"
 		fi
 	done
 }

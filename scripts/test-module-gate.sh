@@ -72,6 +72,21 @@ verdict_is "with a distance among its constants" \
 	"check-modules: mac_gate.ko: gate_part.o: R_AARCH64_PREL32 in .rodata: a table of distances, which kernels before 4.5 refuse; compiled without -fno-jump-tables or with -fpic" \
 	"$(gate distance)"
 
+# A kernel that checks its memory runs the constructors of the checker, and no others.
+checking=$build/kernel-checking
+mkdir -p "$checking/include/config"
+cp "$kdir/include/config/kernel.release" "$checking/include/config/"
+{ cat "$kdir/include/config/auto.conf" && echo CONFIG_CONSTRUCTORS=y; } >"$checking/include/config/auto.conf"
+checked="$quiet -fsanitize=kernel-address"
+build_gate checked "$checked"
+"${cross}readelf" -sW "$build/checked/mac_gate.ko" | awk '$7 == "UND" && $8 ~ /^__asan_/ { print "0x0\t" $8 "\tvmlinux\tEXPORT_SYMBOL" }' |
+	cat "$kdir/Module.symvers" - >"$checking/Module.symvers"
+verdict_is "with the constructors of the kernel's checker" passes "$(gate checked "$checking")"
+build_gate checked-constructor "$checked -DGATE_CONSTRUCTOR"
+verdict_is "with a static constructor beside those of the checker" \
+	"check-modules: mac_gate.ko: gate_part.o: .init_array: a static object with a constructor, which kernels do not run; compile it with constinit" \
+	"$(gate checked-constructor "$checking")"
+
 # What a kernel's own macros make is refused where that kernel cannot load it.
 old=$build/kernel-4.4
 mkdir -p "$old/include/config"

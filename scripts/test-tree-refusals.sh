@@ -56,6 +56,7 @@ for trace in .config include/config arch/arm64/include/generated; do
 done
 tree fine 6 1
 is "a kernel by clang" "test-kernel: LLVM is \"1\": the modules are for kernels that gcc built (2)" "$(LLVM=1 said "$work/fine")"
+tree clang 6 1
 mkdir -p "$work/clang/include/config"
 printf 'CONFIG_CC_IS_CLANG=y\nCONFIG_CFI_CLANG=y\n' >"$work/clang/include/config/auto.conf"
 found=$(scripts/build-modules.sh "$work/clang" "$work/modules" 2>&1) || found="$found ($?)"
