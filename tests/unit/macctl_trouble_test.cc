@@ -16,22 +16,23 @@ protected:
 
     // With so many blocks of 512 bytes for each file that it writes, and all that it prints in
     // one text: a limit on the size of files is met as a full disk is.
-    // A build that measures coverage writes its counts as the program ends, and complains
-    // where it cannot: neither belongs to a run that may write nothing.
-    static constexpr const char* kNoCounts = "GCOV_PREFIX=/dev/null GCOV_ERROR_FILE=/dev/null ";
-
+    // A build that measures coverage writes counts as it ends, and complains where it cannot:
+    // neither belongs to a run that may write nothing.
     Outcome on_full_disk(const std::string& arguments, int blocks = 0) const {
-        return sh("{ ( ulimit -f " + std::to_string(blocks) + "; " + kNoCounts + program() +
-                  arguments + "; echo \"status $?\" ) 2>&1; } | cat");
+        return sh("{ ( ulimit -f " + std::to_string(blocks) + "; GCOV_PREFIX=/dev/null " +
+                  program() + arguments +
+                  "; echo \"status $?\" ) 2>&1; } | sed '/^profiling:.*:Skip$/d'");
     }
 
     // As a user who may read everything here and write nothing.
     Outcome as_reader(const std::string& arguments) const {
         const char* const other =
             geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
-        return sh("chmod -R a+rX,a-w . && touch .out 2>/dev/null; " +
-                  (kNoCounts + (other + program())) + arguments +
-                  "; status=$?; chmod u+w . *; exit $status");
+        return sh(
+            "chmod -R a+rX,a-w . && touch .out 2>/dev/null; "
+            "counts=$(mktemp -d); chmod 777 \"$counts\"; GCOV_PREFIX=\"$counts\" " +
+            (other + program()) + arguments +
+            "; status=$?; chmod u+w . *; rm -rf \"$counts\"; exit $status");
     }
 
     // What lies in the folder besides what every test brings and leaves.
