@@ -83,14 +83,14 @@ TEST_F(MacctlDevice, UnknownLayout_ABlockThatIsReplacedIsNamedFirst) {
 
 TEST_F(MacctlDevice, UnknownLayout_IsInTheJsonToo) {
     const std::string set = "-j set block -t 0 02:00:00:00:00:01 4";
-    const auto asked = nlohmann::json::parse(on_device(set).out);
+    auto asked = nlohmann::json::parse(on_device(set).out);
     EXPECT_EQ(asked["exit"], 7);
     EXPECT_NE(asked["error"]["message"].get<std::string>().find(kUnknown), std::string::npos);
-    const auto done = nlohmann::json::parse(on_device(set + " --yes").out);
+    auto done = nlohmann::json::parse(on_device(set + " --yes").out);
     EXPECT_EQ(done["result"]["layout"], "unknown");
     EXPECT_EQ(done["result"]["written"], true);
     EXPECT_TRUE(done["result"]["before"].is_null());
-    const auto known = json("set block -t 0 02:00:00:00:00:01 4");
+    auto known = json("set block -t 0 02:00:00:00:00:01 4");
     EXPECT_EQ(known["result"]["layout"], "known") << "over a board file";
 }
 
