@@ -18,7 +18,8 @@ amd64) PACKAGES_KERNELS=$(echo "$PACKAGES_KERNELS" | sed 's/g++-x86-64-linux-gnu
 esac
 
 # Building and passing the tests, the arm64 kernel's among them.
-PACKAGES_TEST="$PACKAGES_KERNEL libgtest-dev librapidcheck-dev python3 python3-jsonschema tmux man-db libubootenv-dev"
+PACKAGES_TEST="$PACKAGES_KERNEL libgtest-dev librapidcheck-dev python3 python3-jsonschema tmux man-db strace binutils
+	libubootenv-dev"
 
 # The tests once more with the second compiler, and the fuzzers that it brings.
 PACKAGES_CLANG="$PACKAGES_TEST clang libclang-rt-14-dev"

@@ -102,6 +102,10 @@ printf '__asan_load##size __asan_report_load##size##_noabort __asan_stack_malloc
 is "a checker that the tree has" "" "$(missing_half KASAN __asan_ mm/kasan)"
 is "a checker that is off" "" "$(missing_half UBSAN __ubsan_ lib/ubsan.c)"
 
+is "modules without headers" \
+	"$work/absent is no kernel tree and no headers: install linux-headers-$(uname -r), or name a tree with KDIR= (1)" \
+	"$(status=0; text=$(scripts/build-modules.sh "$work/absent" "$work/modules" 2>&1) || status=$?; echo "$text ($status)")"
+
 echo "$passed $failed" >"build/results/$lane"
 echo "== tree-refusals: $passed passed, $failed failed"
 [ "$failed" -eq 0 ]

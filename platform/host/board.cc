@@ -48,7 +48,7 @@ public:
         if (in_memory_) return;
         struct stat status {};
         if (stat(path.c_str(), &status) != 0) {
-            if (writing()) check_creatable(path, spec);
+            if (access_ != Access::kReadOnly) check_creatable(path, spec);
             return;
         }
         if (is_mtd(status)) return;

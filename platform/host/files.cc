@@ -25,6 +25,7 @@ constexpr size_t kPart = size_t{1} << 20;  // between two looks at signals
 constexpr int kLinksMax = 40;
 constexpr size_t kNameMax = 255;
 constexpr char kBesideEnd[] = ".mac_mng-new";
+constexpr char kNoFileBeside[] = "no file can be made in its folder: ";
 constexpr std::chrono::milliseconds kPause{2};
 
 // A descriptor that closes itself.
@@ -80,6 +81,11 @@ fs::path name_beside(const fs::path& path) {
     return folder_of(path) / name;
 }
 
+// Whether this user may, as the one that the program runs as.
+bool may(const fs::path& path, int mode) {
+    return faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0;
+}
+
 // Some file systems do not synchronise what needs none (EINVAL).
 bool synchronise(int descriptor) { return fsync(descriptor) == 0 || errno == EINVAL; }
 
@@ -131,20 +137,31 @@ const char* encoding_problem(std::string_view text) {
     return nullptr;
 }
 
-NewFile::NewFile(const fs::path& path, mode_t mode) : path_(path), target_(path) {
+// What can be seen before anything is made.
+NewFile::NewFile(const fs::path& path, Rehearsal) : path_(path), target_(path) {
     struct stat old {};
     const bool exists = stat(path.c_str(), &old) == 0;
     if (!exists && errno != ENOENT) fail(errno);
     if (exists && S_ISDIR(old.st_mode)) fail("it is a directory");
-    if (exists && !S_ISREG(old.st_mode)) {
-        open_special();
-        return;
-    }
     // Who may make files beside it could replace even one that is closed to writing.
-    if (exists && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) fail(errno);
+    if (exists && !may(path, W_OK)) fail(errno);
     if (exists) old_ = old;
-    follow_links();
-    open_beside(exists ? 0600 : mode);
+    if (!is_special()) follow_links();
+}
+
+NewFile::NewFile(const fs::path& path, mode_t mode) : NewFile(path, Rehearsal{}) {
+    if (is_special()) {
+        open_special();
+    } else {
+        open_beside(old_ ? 0600 : mode);
+    }
+}
+
+void NewFile::rehearse(const fs::path& path) {
+    const NewFile file(path, Rehearsal{});
+    if (!file.is_special() && !may(folder_of(file.target_), W_OK | X_OK)) {
+        file.fail(errno, kNoFileBeside);
+    }
 }
 
 NewFile::~NewFile() {
@@ -191,7 +208,7 @@ void NewFile::open_beside(mode_t mode) {
         close_descriptor();
         if (made) continue;
         if (error != EEXIST) {
-            fail(error, "no file can be made in its folder: ");
+            fail(error, kNoFileBeside);
         }
         remove_left_behind();
     }

@@ -83,10 +83,16 @@ public:
     void write(std::string_view bytes);
     void commit();
 
+    // Throws WriteError where making one would, as far as that is known without trying.
+    static void rehearse(const std::filesystem::path& path);
+
 private:
+    struct Rehearsal {};
+    NewFile(const std::filesystem::path& path, Rehearsal);
     [[noreturn]] void fail(const std::string& reason) const;
     [[noreturn]] void fail(int error, const std::string& what = "") const;
     void follow_links();
+    bool is_special() const { return old_ && !S_ISREG(old_->st_mode); }
     void open_special();
     void open_beside(mode_t mode);
     bool is_ours_alone() const;
@@ -95,10 +101,10 @@ private:
     void put_in_place();
     void close_descriptor();
 
-    std::filesystem::path path_;    // as the caller calls it
-    std::filesystem::path target_;  // behind the links
-    std::filesystem::path beside_;  // empty for a special file
-    std::optional<struct stat> old_;
+    std::filesystem::path path_;      // as the caller calls it
+    std::filesystem::path target_;    // behind the links
+    std::filesystem::path beside_;    // empty for a special file
+    std::optional<struct stat> old_;  // what stands there
     int descriptor_ = -1;
     std::optional<Uninterrupted> whole_;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 #include "tests/support/macctl_fixture.h"
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <regex>
@@ -18,16 +19,15 @@ std::string MacctlTest::source(const std::string& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-namespace {
-
-// Commands that write, as tests call them.
-bool writes(const std::string& arguments) {
+bool is_rehearsed(const std::string& arguments) {
     static const std::regex kWriting(
         "(^| )(set (addr|num|block) |import |repair|record encode |board (init|compile|install)|"
         "board map.* --svg |unmount|deinit)");
     return std::regex_search(arguments, kWriting) &&
            arguments.find("--dry-run") == std::string::npos;
 }
+
+namespace {
 
 // Every file's bytes, but for the lock's, which is made to look as well, and for what the
 // last command said.
@@ -59,7 +59,7 @@ Outcome MacctlTest::once(const std::string& arguments) const {
 }
 
 Outcome MacctlTest::macctl(const std::string& arguments) const {
-    if (!rehearsed || !writes(arguments)) return once(arguments);
+    if (!rehearsed || !is_rehearsed(arguments)) return once(arguments);
     const auto before = bytes_of(folder);
     const Outcome dry = once(arguments + " --dry-run");
     EXPECT_TRUE(bytes_of(folder) == before) << arguments << " --dry-run wrote something";
@@ -78,6 +78,31 @@ void MacctlTest::rehearse(const std::string& arguments, const Outcome& dry,
 
 Outcome MacctlTest::tool(const std::string& arguments) const {
     return run(folder, std::string(MACCTL_PROGRAM) + " " + arguments);
+}
+
+std::vector<std::string> MacctlTest::commands() const {
+    const std::string manual = tool("help --man").out;
+    static const std::regex kHeading("\n\\.SS \"([^\"]*)\"");
+    std::vector<std::string> names;
+    for (std::sregex_iterator found(manual.begin(), manual.end(), kHeading), end; found != end;
+         ++found) {
+        names.push_back((*found)[1]);
+    }
+    EXPECT_GT(names.size(), 20u);
+    return names;
+}
+
+std::string MacctlTest::not_run_by(std::span<const char* const> lines) const {
+    std::string missing;
+    for (const std::string& command : commands()) {
+        // Options that stand first have no values here.
+        const std::regex line("(-\\S* )*" + command + "( .*)?");
+        const bool run = std::any_of(lines.begin(), lines.end(), [&line](const char* one) {
+            return std::regex_match(one, line);
+        });
+        if (!run) missing += command + "\n";
+    }
+    return missing;
 }
 
 void MacctlTest::must(const std::string& arguments, const std::string& expected) const {

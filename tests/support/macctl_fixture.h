@@ -6,11 +6,20 @@
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
+#include <span>
 
 #include "tests/support/encoder.h"
 #include "tests/support/folder.h"
 
 namespace test {
+
+// Whether MacctlTest::macctl() rehearses a command: it writes, and is no rehearsal itself.
+bool is_rehearsed(const std::string& arguments);
+
+// A shell function: until the command succeeds, for half a minute at most.
+inline constexpr char kWaitFor[] =
+    "wait_for() { tries=0; until \"$@\"; do tries=$((tries + 1)); [ $tries -lt 300 ] || return 1; "
+    "sleep 0.1; done; }; ";
 
 class MacctlTest : public ::testing::Test {
 protected:
@@ -23,6 +32,11 @@ protected:
     Outcome macctl(const std::string& arguments) const;
     Outcome tool(const std::string& arguments) const;  // without the board
     Outcome sh(const std::string& command) const { return run(folder, command); }
+
+    // The commands of the manual, "get addr" among them; and those of them that none of the
+    // lines runs, one a line.
+    std::vector<std::string> commands() const;
+    std::string not_run_by(std::span<const char* const> lines) const;
 
     // Ends with 0 and prints exactly that.
     void must(const std::string& arguments, const std::string& expected = "") const;

@@ -157,6 +157,30 @@ TEST_F(MacctlCare, GoodButDifferent_TheMainCopyWins) {
     must("get addr -t 1", "00:11:22:33:01:00\n");
 }
 
+// Where the format has no check the system takes erased bytes for a record, and would write
+// them over the other copy.
+TEST_F(MacctlCare, Repair_DoesNotSpreadErasedBytes) {
+    ASSERT_EQ(macctl("board init").status, 0);
+    edit("channel=\"0x1000\" mac_num=\"8\"", "channel=\"0x1fb0\" mac_num=\"8\"");
+    const auto lost = macctl("repair -t 64");
+    EXPECT_EQ(lost.status, 5);
+    EXPECT_EQ(lost.out,
+              "instance 0xffffffff type 64: main copy, eeprom 264 at 0x1fb0, unreadable: not "
+              "repaired: an access would write the erased bytes of the spare copy there; \"set "
+              "block\" writes both\n");
+    change("set block -t 1 00:11:22:33:01:00 4");
+    edit("drv_name=\"drv_mac_eeprom\"        chip_id=\"264\" channel=\"0x0\" ",
+         "drv_name=\"drv_mac_kolbe_no_crc\"  chip_id=\"264\" channel=\"0x1800\" ");
+    const std::string spare = folder.read("eeprom-265.bin");
+    const auto kept = macctl("repair -t 1");
+    EXPECT_EQ(kept.status, 7);
+    EXPECT_NE(kept.out.find("spare copy, eeprom 265 at 0x0, good but different: not repaired: an "
+                            "access would write the erased bytes of the main copy there"),
+              std::string::npos)
+        << kept.out;
+    EXPECT_EQ(folder.read("eeprom-265.bin"), spare);
+}
+
 TEST_F(MacctlCare, UnseenDifference_IsTold) {
     program_all();
     const std::string main = folder.read("eeprom-264.bin");

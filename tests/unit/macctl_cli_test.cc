@@ -1,140 +1,20 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-// The command line itself: short words, help, completions, the manual, JSON for every
-// command and error, a session at a terminal.
+// The command line itself: short words, help, exit statuses, the manual, a session at a
+// terminal.
+#include <map>
+#include <regex>
+#include <set>
+
 #include "tests/support/macctl_fixture.h"
 
 namespace {
 
 using test::Outcome;
 
-constexpr char kSchema[] = "python3 " MAC_SOURCE_DIR "/tests/support/check_json.py " MAC_SOURCE_DIR
-                           "/docs/macctl.schema.json";
-
-// Every command that prints a result, with and without success.
-const char* const kCommands[] = {
-    "status",
-    "get addr -t 0",
-    "get num -t 0",
-    "get block -t 0",
-    "get list -t 0",
-    "--version",
-    "list -t 0",
-    "list -t 0 -n 0",
-    "set addr -t 0 02:00:00:00:00:01 --yes",
-    "set num -t 0 4 --yes",
-    "set block -t 1 02:00:00:00:01:00 4 --dry-run",
-    "mount -i 3",
-    "unmount -i 3",
-    "show cfg",
-    "show types",
-    "diag devlist",
-    "log",
-    "check",
-    "check -t 0",
-    "check --allow-blank",
-    "repair --dry-run",
-    "repair",
-    "export",
-    "import blocks.json --yes",
-    "record decode manuinfo.bin --offset 0x4c0",
-    "record verify manuinfo.bin --offset 0x4c0",
-    "record encode new.bin --format qolt --base 02:00:00:00:00:01 --count 4",
-    "record identify manuinfo.bin",
-    "board check",
-    "board init",
-    "board map",
-    "board compile out.dtb",
-    "board install --firmware fw",
-};
-
-const char* const kErrors[] = {
-    "",
-    "frobnicate",
-    "get",
-    "get addr",
-    "get addr -t 9",
-    "get addr -t x",
-    "get addr -i 3 -t 0",
-    "set addr -t 0 00:11",
-    "set num -t 0 9",
-    "set block -t 0 ff:ff:ff:ff:ff:ff 1 --yes",
-    "list -t 0 --format link",
-    "diag nothing",
-    "check -t 70",
-    "status -t 70",
-    "export -t 1",
-    "import absent.json",
-    "record decode absent.bin",
-    "record verify manuinfo.bin --offset 0x4c1",
-    "-d /dev/null status",
-};
-
 class MacctlCli : public test::MacctlTest {
 protected:
-    MacctlCli() {
-        change("set block -t 0 00:11:22:33:44:00 16");
-        folder.write("blocks.json", R"({"format":"mac_mng-blocks","version":1,"blocks":[]})");
-    }
+    MacctlCli() { change("set block -t 0 00:11:22:33:44:00 16"); }
 };
-
-TEST_F(MacctlCli, Json_EveryCommand_FollowsTheSchema) {
-    std::string all;
-    for (const char* const command : kCommands) {
-        const Outcome outcome = macctl(std::string("--json ") + command);
-        EXPECT_NE(outcome.out.find("\"result\""), std::string::npos) << command << outcome.err;
-        all += outcome.out;
-    }
-    folder.write("all.json", all);
-    const Outcome checked = sh(std::string(kSchema) + " < all.json");
-    EXPECT_EQ(checked.status, 0) << checked.err;
-    EXPECT_EQ(checked.out, std::to_string(std::size(kCommands)) + "\n");
-}
-
-TEST_F(MacctlCli, Json_EveryError_IsAnObjectToo) {
-    std::string all;
-    for (const char* const command : kErrors) {
-        const Outcome outcome = macctl(std::string("-j ") + command);
-        EXPECT_NE(outcome.status, 0) << command;
-        const auto parsed = nlohmann::json::parse(outcome.out, nullptr, false);
-        ASSERT_FALSE(parsed.is_discarded()) << command << "\n" << outcome.out;
-        EXPECT_EQ(parsed["exit"], outcome.status) << command;
-        all += outcome.out;
-    }
-    folder.write("all.json", all);
-    const Outcome checked = sh(std::string(kSchema) + " < all.json");
-    EXPECT_EQ(checked.status, 0) << checked.err;
-    const auto refused = json("get addr -t 9");
-    EXPECT_EQ(refused["command"], "get addr");
-    EXPECT_EQ(refused["error"]["status"], "0x811601a4");
-    EXPECT_EQ(refused["error"]["name"], "MAC_NOT_SUPPORTED");
-}
-
-TEST_F(MacctlCli, Json_EmptyResults_AreEmptyLists) {
-    EXPECT_EQ(json("list -t 0 -n 0")["result"]["addresses"].dump(), "[]");
-    EXPECT_EQ(json("show types")["result"]["entries"].dump(), "[]");
-    EXPECT_EQ(json("repair -t 0 -i 0xffffffff")["result"]["repairs"].dump(), "[]");
-}
-
-TEST_F(MacctlCli, Json_FollowedLog_IsAnAnswerALine) {
-    const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
-    const Outcome outcome = sh(tool +
-                               "-j log --follow > lines & follower=$!; sleep 1; kill -INT "
-                               "$follower; wait $follower");
-    EXPECT_EQ(outcome.status, 0) << outcome.err;
-    const std::string lines = folder.read("lines");
-    const auto first = nlohmann::json::parse(lines.substr(0, lines.find('\n')));
-    EXPECT_EQ(first["command"], "log");
-    EXPECT_EQ(first["result"]["lines"].size(), 1u);
-    const Outcome checked = sh(std::string(kSchema) + " < lines");
-    EXPECT_EQ(checked.status, 0) << checked.err;
-    EXPECT_EQ(checked.out, std::to_string(std::count(lines.begin(), lines.end(), '\n')) + "\n");
-}
-
-TEST_F(MacctlCli, ExportFile_FollowsTheSchema) {
-    const Outcome checked =
-        sh(std::string(MACCTL_PROGRAM) + " -b demo.xml -j export 2>/dev/null | " + kSchema);
-    EXPECT_EQ(checked.status, 0) << checked.err;
-}
 
 TEST_F(MacctlCli, ShortWords_StandForTheOnlyOne) {
     must("g a -t 0", "00:11:22:33:44:00\n");
@@ -201,61 +81,53 @@ TEST_F(MacctlCli, Help_OnEveryLevel_HasAnExample) {
         EXPECT_EQ(tool(std::string(command) + " --help").out, help.out) << command;
     }
     EXPECT_NE(tool("help").out.find("Exit status: 0 done, 1 usage"), std::string::npos);
-    EXPECT_EQ(tool("--version").out, "macctl 1.0\n");
-    EXPECT_EQ(json("--version")["result"]["version"], "macctl 1.0");
     EXPECT_EQ(tool("help frobnicate").status, 1);
 }
 
-// What bash offers for the last of the words.
-class MacctlCompletion : public MacctlCli {
-protected:
-    std::string complete(const std::string& words) const {
-        const std::string program = MACCTL_PROGRAM;
-        return sh("PATH=" + program.substr(0, program.rfind('/')) +
-                  ":$PATH; macctl completion bash "
-                  "> c; bash -c '. ./c; COMP_WORDS=(" +
-                  words +
-                  "); COMP_CWORD=$((${#COMP_WORDS[@]} "
-                  "- 1)); _macctl; echo ${COMPREPLY[@]}'")
-            .out;
+TEST_F(MacctlCli, Version_TellsBuildsApart) {
+    const std::string id =
+        sh("readelf -n " MACCTL_PROGRAM " | sed -n 's/^ *Build ID: //p' | tr -d '\\n'").out;
+    EXPECT_EQ(id.size(), 40u) << id;
+    EXPECT_EQ(tool("--version").out, "macctl 1.0 (build " + id + ")\n");
+    EXPECT_EQ(tool("--version --quiet").out, "macctl 1.0 (build " + id + ")\n");
+    EXPECT_EQ(json("--version")["result"]["version"], "macctl 1.0");
+    EXPECT_EQ(json("--version")["result"]["build"], id);
+}
+
+// The lines of the manual behind the heading of a command or a section.
+std::string part_of(const std::string& manual, const std::string& heading) {
+    const size_t from = manual.find("\n" + heading + "\n");
+    EXPECT_NE(from, std::string::npos) << heading;
+    const size_t to = manual.find("\n.S", from + 1);
+    return manual.substr(from, to - from);
+}
+
+TEST_F(MacctlCli, Examples_AreOfTheirCommands) {
+    const std::string manual = tool("help --man").out;
+    for (const std::string& command : commands()) {
+        const std::string part = part_of(manual, ".SS \"" + command + "\"");
+        const bool on_board =
+            part.find("    macctl \\-b board.xml " + command) != std::string::npos;
+        const bool alone = part.find("    macctl " + command) != std::string::npos;
+        EXPECT_TRUE(on_board || alone) << part;
     }
-};
-
-TEST_F(MacctlCompletion, WordsAndOptions) {
-    EXPECT_EQ(complete("macctl st"), "status\n");
-    EXPECT_EQ(complete("macctl -b demo.xml set b"), "block\n");
-    EXPECT_EQ(complete("macctl -b demo.xml set \"\""), "addr num block\n");
-    EXPECT_EQ(complete("macctl board check --s"), "--strict\n");
-    EXPECT_EQ(complete("macctl se ad --ty"), "--type\n") << "behind short words";
-    EXPECT_EQ(complete("macctl init --ins"), "--instance\n") << "behind an alias";
-    EXPECT_EQ(complete("macctl help bo"), "board\n");
-    EXPECT_EQ(complete("macctl help board in"), "init install\n");
 }
 
-TEST_F(MacctlCompletion, Files) {
-    ASSERT_EQ(sh("rm demo.xml.*").status, 0);
-    EXPECT_EQ(complete("macctl -b dem"), "demo.xml\n");
-    EXPECT_EQ(complete("macctl import bl"), "blocks.json\n");
-    EXPECT_EQ(complete("macctl --board = dem"), "demo.xml\n") << "as bash breaks --board=dem";
-    ASSERT_EQ(sh("mkdir drawings").status, 0);
-    EXPECT_EQ(complete("macctl board install --firmware d"), "drawings\n") << "no demo.xml";
+TEST_F(MacctlCli, ShortOptions_MeanOneThingEverywhere) {
+    const std::string manual = tool("help --man").out;
+    std::map<std::string, std::set<std::string>> long_names;
+    const std::regex both("\\\\fB\\\\-(\\w)\\\\fR, \\\\fB\\\\-\\\\-([a-z\\\\-]*)\\\\fR");
+    for (std::sregex_iterator found(manual.begin(), manual.end(), both), end; found != end;
+         ++found) {
+        long_names[(*found)[1]].insert((*found)[2]);
+    }
+    EXPECT_EQ(long_names["n"], std::set<std::string>{"count"});
+    EXPECT_EQ(long_names["t"], std::set<std::string>{"type"});
+    for (const auto& [letter, names] : long_names) EXPECT_EQ(names.size(), 1u) << letter;
+    EXPECT_NE(macctl("set num -t 0 8 -n").err.find("\"-n\" is no option of \"set num\""),
+              std::string::npos)
+        << "and not a dry run";
 }
-
-TEST_F(MacctlCompletion, ValuesOfOptions) {
-    EXPECT_EQ(complete("macctl list --format \"\""), "plain csv json link\n");
-    EXPECT_EQ(complete("macctl status --color a"), "auto always\n");
-    EXPECT_EQ(complete("macctl completion z"), "zsh\n");
-    EXPECT_EQ(complete("macctl record decode x --crc16 ibm-3"), "ibm-3740\n");
-}
-
-TEST_F(MacctlCompletion, InstancesAndTypesOfTheBoard) {
-    EXPECT_EQ(complete("macctl -b demo.xml get addr -i \"\""), "0xffffffff 0x3\n");
-    EXPECT_EQ(complete("macctl -b demo.xml get addr -t \"\""), "0 1 2 3 4 5 64\n");
-    EXPECT_EQ(complete("macctl --board=demo.xml get addr -i 3 -t \"\""), "0\n");
-    EXPECT_EQ(complete("macctl -b absent.xml get addr -t \"\""), "\n");
-}
-
-TEST_F(MacctlCompletion, AnotherShell_IsRefused) { EXPECT_EQ(tool("completion tcsh").status, 1); }
 
 // Each row of the table in macctl(8), in its order.
 TEST_F(MacctlCli, ExitStatuses_AreThoseOfTheManual) {
@@ -281,6 +153,22 @@ TEST_F(MacctlCli, ExitStatuses_AreThoseOfTheManual) {
     for (const int status : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}) {
         EXPECT_NE(table.find("\n.B " + std::to_string(status) + "\n"), std::string::npos) << status;
     }
+    const std::regex row("\n\\.B \\d+\n");
+    EXPECT_EQ(std::distance(std::sregex_iterator(table.begin(), table.end(), row), {}), 11);
+    const auto schema = nlohmann::json::parse(source("docs/macctl.schema.json"));
+    EXPECT_EQ(schema["properties"]["exit"]["maximum"], 10);
+}
+
+// A command line that cannot be understood is nothing else: not a full disk, not an image of
+// another size, not a file that cannot be read, not a missing --yes.
+TEST_F(MacctlCli, ExitStatusOne_IsTheCommandLinesAlone) {
+    EXPECT_EQ(macctl("export -t 0 -i 0xffffffff /dev/full").status, 7);
+    EXPECT_EQ(macctl("import absent.json").status, 7);
+    EXPECT_EQ(macctl("import .").status, 7);
+    EXPECT_EQ(macctl("record decode .").status, 10);
+    EXPECT_EQ(tool("-b . status").status, 9);
+    folder.write("manuinfo.bin", "x");
+    EXPECT_EQ(macctl("get addr -t 0").status, 9);
 }
 
 TEST_F(MacctlCli, Quiet_LeavesOutLogLinesAndWhatWasDone) {
@@ -304,14 +192,6 @@ TEST_F(MacctlCli, Status_ColumnsAndHeader_AreChosen) {
         "MAIN, SPARE\n");
 }
 
-TEST_F(MacctlCli, JsonLine_IsTheSameInOneLine) {
-    const Outcome line = macctl("-J get num -t 0");
-    EXPECT_EQ(line.out, R"({"schema":2,"command":"get num","exit":0,"result":{"count":16}})"
-                        "\n");
-    const Outcome error = macctl("--json-line get");
-    EXPECT_EQ(std::count(error.out.begin(), error.out.end(), '\n'), 1) << error.out;
-}
-
 TEST_F(MacctlCli, EmptyNames_AreNotTakenForNone) {
     const Outcome outcome = tool("-b '' get addr -t 0");
     EXPECT_EQ(outcome.status, 1);
@@ -320,8 +200,14 @@ TEST_F(MacctlCli, EmptyNames_AreNotTakenForNone) {
 }
 
 TEST_F(MacctlCli, NumbersThatAreNone_AreToldWithTheirRange) {
-    EXPECT_EQ(complaint(tool("set block -t 0 02:00:00:00:00:01 1.5")),
-              "macctl: count: \"1.5\" is no number from 0 to 65534");
+    for (const std::string count : {"1.5", "-1", "1e20", "many", "0x", "99999999999"}) {
+        for (const char* const set : {"set block -t 0 02:00:00:00:00:01 ", "set num -t 0 "}) {
+            EXPECT_EQ(complaint(tool(set + count)),
+                      "macctl: count: \"" + count + "\" is no number from 0 to 65534");
+        }
+    }
+    EXPECT_EQ(complaint(tool("list -t 0 -n -1")),
+              "macctl: -n,--count,--num: \"-1\" is no number from 0 to 65534");
     EXPECT_EQ(complaint(tool("get addr -t many")),
               "macctl: -t,--type: \"many\" is no number from 0 to 0xffffffff");
 }
@@ -382,6 +268,11 @@ TEST_F(MacctlCli, Manual_NamesEveryCommandAndIsClean) {
                                    ".SS \"board check\"", ".SS \"set block\"", ".SS \"import\""}) {
         EXPECT_NE(manual.out.find(part), std::string::npos) << part;
     }
+    const std::string device = source("packaging/man/mac_mng.4");
+    for (const char* const part : {".SH \"RETURN VALUE\"", ".SH ERRORS", ".SH EXAMPLES"}) {
+        EXPECT_NE(device.find(part), std::string::npos) << part;
+    }
+    EXPECT_EQ(device.find("EXIT STATUS"), std::string::npos) << "that is for programs";
     folder.write("macctl.8", manual.out);
     for (const std::string page : {"macctl.8", MAC_SOURCE_DIR "/packaging/man/mac_mng.4",
                                    MAC_SOURCE_DIR "/packaging/man/mac_mng.board.5"}) {
@@ -404,15 +295,10 @@ TEST_F(MacctlCli, Readme_ShowsWhatTheDemoPrints) {
     EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
 }
 
-// A shell function: until the command succeeds, for half a minute at most.
-constexpr char kWaitFor[] =
-    "wait_for() { tries=0; until \"$@\"; do tries=$((tries + 1)); [ $tries -lt 300 ] || return 1; "
-    "sleep 0.1; done; }; ";
-
 TEST_F(MacctlCli, Log_Follow_PrintsLinesAsTheyCome) {
     const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
     const Outcome outcome = sh(
-        std::string(kWaitFor) +
+        std::string(test::kWaitFor) +
         "told() { [ $(grep -c 'type 9 find mng no exist' lines) = 2 ]; }; " + tool +
         "log --follow > lines & follower=$!; wait_for [ -s lines ]; " + tool +
         "get addr -t 9 2>/dev/null; wait_for told; kill -INT $follower; wait $follower; echo $?; "
@@ -424,7 +310,7 @@ TEST_F(MacctlCli, Terminal_AsksBeforeItReplaces_AndHasColours) {
     const std::string tool = std::string(MACCTL_PROGRAM) + " -b demo.xml ";
     poke("eeprom-8.bin", 0x10, "QULT");
     const Outcome outcome =
-        sh(std::string(kWaitFor) +
+        sh(std::string(test::kWaitFor) +
            "export TERM=xterm LC_ALL=C.UTF-8 SHELL=/bin/sh; t='tmux -L '$$; $t -f /dev/null "
            "new-session -d -x 120 -y 40; "
            "asked() { [ $($t capture-pane -p | grep -c 'y/N') = $1 ]; }; "

@@ -149,12 +149,18 @@ const char* const kPrinting[] = {
     "status",
     "get addr -t 0",
     "get num -t 0",
+    "get block -t 0",
+    "get list -t 0",
     "list -t 0",
+    "--json mount -i 3",  // it is mounted by the first
+    "unmount -i 3",
     "show cfg",
     "show types",
     "log",
     "log --follow",
+    "set addr -t 0 00:11:22:33:44:10 --yes",
     "set num -t 0 4 --yes",
+    "set block -t 0 00:11:22:33:44:00 16 --yes",
     "check",
     "repair",
     "export",
@@ -167,11 +173,11 @@ const char* const kPrinting[] = {
     "board init",
     "board map",
     "board map --svg -",
-    "--json mount -i 3",
-    "--json unmount -i 3",
+    "board compile o.dtb",
+    "board install --firmware fw",
+    // Their text is empty.
     "--json diag devlist",
-    "--json board compile o.dtb",
-    "--json board install --firmware fw",
+    "--json diag drvlist",
     "--json get addr -t 9",
     "--version",
     "help",
@@ -206,6 +212,10 @@ TEST_F(MacctlTrouble, OutputThatTakesNothing_IsAnErrorOfEveryCommand) {
             EXPECT_TRUE(outcome.err.ends_with(said)) << command << output.where << outcome.err;
         }
     }
+}
+
+TEST_F(MacctlTrouble, OutputThatTakesNothing_IsTriedWithEveryCommand) {
+    EXPECT_EQ(not_run_by(kPrinting), "");
 }
 
 TEST_F(MacctlTrouble, ClosedOutput_DoesNotGoIntoAnImage) {
@@ -302,6 +312,41 @@ TEST_F(MacctlTrouble, Reader_IsToldWhyNothingCanBeWritten) {
     EXPECT_NE(get.err.find(reason + "\n"), std::string::npos) << get.err;
 }
 
+TEST_F(MacctlTrouble, Reader_IsToldWhichFileCannotBeWritten) {
+    change("set block -t 0 00:11:22:33:44:00 16");
+    ASSERT_EQ(sh("mkdir fw").status, 0);
+    folder.write("b.json", "old");
+    const std::string none = " cannot be written: no file can be made in its folder: ";
+    const std::string d_bin = "--format qolt --base 02:00:00:00:00:01 --count 4";
+    const struct {
+        std::string arguments;
+        std::string said;
+    } cases[] = {
+        {"export -t 0 -i 0xffffffff b.json", "b.json cannot be written: "},
+        {"export -t 0 -i 0xffffffff new.json", "new.json" + none},
+        {"board map --svg m.svg", "m.svg" + none},
+        {"board compile o.dtb", "o.dtb" + none},
+        {"board install --firmware fw",
+         "fw/mac_mng/board.dtb cannot be written: its folder cannot be made: "},
+        {"record encode d.bin " + d_bin, "d.bin" + none},
+        {"list -t 0 --format link --interfaces lan0 --directory .",
+         "./70-mac_mng-lan0.link" + none},
+    };
+    const std::string before = sh("ls -AR | grep -v '^\\.out$\\|^\\.err$'").out;
+    for (const auto& one : cases) {
+        std::vector<std::string> runs = {one.arguments};
+        if (test::is_rehearsed(one.arguments)) runs.push_back(one.arguments + " --dry-run");
+        for (const std::string& run : runs) {
+            const Outcome outcome = as_reader(run);
+            EXPECT_EQ(outcome.status, 7) << run;
+            EXPECT_EQ(outcome.out, "") << run;
+            EXPECT_EQ(outcome.err, "macctl: " + one.said + "Permission denied\n") << run;
+        }
+    }
+    EXPECT_EQ(sh("ls -AR | grep -v '^\\.out$\\|^\\.err$'").out, before);
+    EXPECT_EQ(folder.read("b.json"), "old");
+}
+
 TEST_F(MacctlTrouble, Reader_OfABoardThatNobodyUsed_IsToldWhatIsMissing) {
     const Outcome get = as_reader("get addr -t 0");
     EXPECT_NE(get.status, 0);
@@ -372,6 +417,31 @@ TEST_F(MacctlTrouble, WhatIsNoFile_IsNamed) {
                   "macctl: /dev/zero:1: cannot be read: it is no regular file\n");
     }
     EXPECT_EQ(macctl("import - </dev/null").err, "macctl: -: is no JSON; nothing was written\n");
+}
+
+TEST_F(MacctlTrouble, WhatIsNoBoardFile_IsNamed) {
+    folder.write("empty", "");
+    folder.write("binary", std::string("\x7f"
+                                       "ELF\0\1\2",
+                                       7));
+    folder.write("other.xml", "<plank/>");
+    const struct {
+        const char* file;
+        const char* said;
+    } cases[] = {
+        {"none", "none:1: cannot be read: No such file or directory"},
+        {"empty", "empty:1: not well-formed XML: No document element found"},
+        {"binary", "binary:1: not well-formed XML: "},
+        {"other.xml", "other.xml:1: the root element is <plank>, expected <board>"},
+    };
+    for (const auto& one : cases) {
+        for (const char* const command :
+             {" status", " get addr -t 0", " board init", " board compile o.dtb", " log"}) {
+            const Outcome outcome = tool(std::string("-b ") + one.file + command);
+            EXPECT_EQ(outcome.status, 9) << one.file << command;
+            EXPECT_EQ(outcome.err.rfind(std::string("macctl: ") + one.said, 0), 0u) << outcome.err;
+        }
+    }
 }
 
 TEST_F(MacctlTrouble, FileWithoutEnd_IsRefused) {
@@ -463,6 +533,40 @@ TEST_F(MacctlTrouble, Slip_IsToldByEveryCommandThatUsesTheBoard) {
         EXPECT_EQ(macctl("board check").err, "") << "what it prints says it";
         const std::string text = std::string(slip.said).substr(4);
         EXPECT_NE(macctl("board check").out.find(text), std::string::npos) << text;
+    }
+}
+
+// One that is an error of the board and one that is not.
+TEST_F(MacctlTrouble, Slip_IsToldByWhicheverCommandMeetsIt) {
+    const struct {
+        const char* right;
+        const char* wrong;
+        const char* said;
+    } slips[] = {
+        {"id=\"64\"", "id=\"46\"",
+         "demo.xml:26: instance 0xffffffff type 46 main: this type is never mounted"},
+        {"channel=\"0x1000\" mac_num=\"8\"", "channel=\"0x1fb0\" mac_num=\"8\"",
+         "demo.xml:26: instance 0xffffffff type 64 main: the record takes bytes 0x1fb0 to"},
+    };
+    folder.write("blocks.json", R"({"format":"mac_mng-blocks","version":1,"blocks":[]})");
+    change("set block -t 0 00:11:22:33:44:00 16");
+    const std::string board = folder.read("demo.xml");
+    for (const auto& slip : slips) {
+        folder.write("demo.xml", board);
+        edit(slip.right, slip.wrong);
+        const bool is_error = macctl("board check").status != 0;
+        for (const std::string command : kPrinting) {
+            const bool uses_none = command.find("help") != std::string::npos ||
+                                   command == "--version" || command == "completion bash" ||
+                                   command == "record identify manuinfo.bin";
+            const bool lists_them =
+                command == "board check" || (is_error && (command.rfind("board compile", 0) == 0 ||
+                                                          command.rfind("board install", 0) == 0));
+            if (uses_none || lists_them || command == "log --follow") continue;
+            const std::string said = std::string("macctl: warning: ") + slip.said;
+            const Outcome outcome = macctl(command);
+            EXPECT_NE(outcome.err.find(said), std::string::npos) << command << "\n" << outcome.err;
+        }
     }
 }
 

@@ -49,6 +49,27 @@ TEST_F(MacctlWrite, SetBlock_OverAnotherBlocksRecord_IsRefused) {
     EXPECT_EQ(macctl("check -i 0xffffffff -t 0").status, 0) << "and its spare is there as well";
 }
 
+// A half is written as a record, too, and nothing overrides the refusal.
+TEST_F(MacctlWrite, SetAddrAndNum_OverAnotherBlocksRecord_AreRefused) {
+    change("set block -t 2 00:11:22:33:55:00 4");
+    overlap_flash();
+    const std::string flash = folder.read("manuinfo.bin");
+    for (const std::string verb : {"set addr -t 2 00:11:22:33:55:80", "set num -t 2 3"}) {
+        for (const char* const yes : {"", " --yes"}) {
+            const Outcome outcome = macctl(verb + yes);
+            EXPECT_EQ(outcome.status, 7) << verb << yes;
+            EXPECT_EQ(outcome.out, "");
+            EXPECT_NE(outcome.err.find("macctl: " + verb.substr(0, verb.find(" -t")) +
+                                       ", type 2, instance 0xffffffff: its spare copy, flash 45 at "
+                                       "0x104c8, bytes 0x104c8 to 0x104d7, would be written over "
+                                       "instance 0xffffffff type 0 spare (line 29)"),
+                      std::string::npos)
+                << outcome.err;
+        }
+    }
+    EXPECT_EQ(folder.read("manuinfo.bin"), flash);
+}
+
 TEST_F(MacctlWrite, Import_OverAnotherBlocksRecord_IsRefused) {
     overlap_flash();
     folder.write("b.json",
@@ -218,6 +239,36 @@ TEST_F(MacctlWrite, ABoardWithErrors_IsNotCompiledOrInstalled) {
     EXPECT_NE(forced.out.find("[overlap]"), std::string::npos);
     EXPECT_TRUE(std::filesystem::exists(folder.path("out.dtb")));
     EXPECT_EQ(json("board compile out.dtb --force")["result"]["overridden"][0]["code"], "overlap");
+}
+
+TEST_F(MacctlWrite, ABoardWithErrors_IsInstalledByForce_WhichListsThem) {
+    overlap_flash();
+    const Outcome forced = macctl("board install --firmware firmware --force");
+    EXPECT_EQ(forced.status, 0);
+    EXPECT_EQ(forced.out.rfind("overridden by --force:\ndemo.xml:31: error: ", 0), 0u)
+        << forced.out;
+    EXPECT_NE(forced.out.find("\nfirmware/mac_mng/board.dtb: "), std::string::npos) << forced.out;
+    EXPECT_EQ(json("board install --firmware firmware --force")["result"]["overridden"].size(), 1u);
+    EXPECT_TRUE(std::filesystem::exists(folder.path("firmware/mac_mng/board.dtb")));
+}
+
+// What is no error, and still not what was meant, is told and is in the way of nothing.
+TEST_F(MacctlWrite, ABoardWithASlip_IsCompiled_AndTheSlipIsTold) {
+    edit("mac_num=\"16\"", "mac_num=\"l6\"");
+    const std::string told =
+        "macctl: warning: demo.xml:20: mac_num=\"l6\" is no number; the system takes 1; \"macctl "
+        "-b demo.xml board check\" says what to do\n";
+    for (const char* const command :
+         {"board compile out.dtb", "board install --firmware firmware"}) {
+        const Outcome outcome = macctl(command);
+        EXPECT_EQ(outcome.status, 0) << command;
+        EXPECT_EQ(outcome.err, told) << command;
+    }
+    edit("channel=\"0x104d0\"", "channel=\"0x104c8\"");
+    const Outcome refused = macctl("board compile out.dtb");
+    EXPECT_EQ(refused.status, 2);
+    EXPECT_NE(refused.err.find("\ndemo.xml:20: warning: mac_num=\"l6\""), std::string::npos)
+        << refused.err;
 }
 
 TEST_F(MacctlWrite, BoardCompileInstallAndMap_SayWhatTheyWrote) {

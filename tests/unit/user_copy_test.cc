@@ -2,12 +2,8 @@
 // Copies from and to the caller's memory, also where the copy between processes is
 // denied: by a kernel that was built without it, or by a seccomp profile.
 #include <fcntl.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
@@ -17,6 +13,7 @@
 #include <vector>
 
 #include "platform/device.h"
+#include "tests/support/confined.h"
 #include "tests/support/fixture.h"
 #include "tests/support/macctl_fixture.h"
 
@@ -37,9 +34,7 @@ bool deny_copies_between_processes(int error) {
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<u32>(error)),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     };
-    const sock_fprog filter{std::size(program), const_cast<sock_filter*>(program)};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return false;
-    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) return false;
+    if (!test::confine(program)) return false;
     char byte = 0;
     const iovec one{&byte, 1};
     errno = 0;

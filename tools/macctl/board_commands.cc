@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "platform/host/images.h"
 #include "platform/host/loader.h"
@@ -65,19 +66,22 @@ size_t count(const std::vector<Finding>& findings, Severity severity) {
                       [severity](const Finding& finding) { return finding.severity == severity; }));
 }
 
-// A board with errors is used only by force, and then it says what was overridden.
+// A board with errors is used only by force, and then it says what was overridden. Slips
+// that are no errors are told as by every command.
 Result check_before_use(const Context& context, const host::BoardFile& file, const char* used) {
-    const std::vector<Finding> findings = check_layout(file);
-    const size_t errors = count(findings, Severity::kError);
-    std::string texts;
+    const std::vector<Finding> mistakes = mistakes_of(file);
+    const size_t errors = count(mistakes, Severity::kError);
     Result result;
     result.data["overridden"] = Value::array();
-    for (const Finding& finding : findings) {
-        if (finding.severity != Severity::kError) continue;
-        texts += finding_text(context.board(), finding);
-        result.data["overridden"].push_back(finding_value(context.board(), finding));
+    if (errors == 0) {
+        tell_mistakes(file);
+        return result;
     }
-    if (errors == 0) return result;
+    std::string texts;
+    for (const Finding& mistake : mistakes) {
+        texts += finding_text(context.board(), mistake);
+        result.data["overridden"].push_back(finding_value(context.board(), mistake));
+    }
     if (!context.options.force) {
         throw Failure(
             kExitRefused,
@@ -88,11 +92,46 @@ Result check_before_use(const Context& context, const host::BoardFile& file, con
     return result;
 }
 
+enum class Folder { kHasToBeThere, kIsMade };
+
+[[noreturn]] void refuse_folder(const std::filesystem::path& path, int error) {
+    throw host::WriteError(path, fmt::format("its folder cannot be made: {}", strerror(error)),
+                           error);
+}
+
+void make_folder_of(const std::filesystem::path& path) {
+    std::error_code error;
+    std::filesystem::create_directories(path.parent_path(), error);
+    if (error) refuse_folder(path, error.value());
+}
+
+// The first folder on the way that would have to be made, or the file itself.
+void rehearse_with_folder(const std::filesystem::path& path) {
+    std::filesystem::path first = path;
+    std::error_code error;
+    while (first.has_parent_path() && !std::filesystem::exists(first.parent_path(), error)) {
+        first = first.parent_path();
+    }
+    try {
+        host::NewFile::rehearse(first);
+    } catch (const host::WriteError& problem) {
+        if (first == path) throw;
+        refuse_folder(path, problem.code());
+    }
+}
+
 // Writes a file, or says that it would.
 std::string write_output(const Context& context, const std::filesystem::path& path,
-                         const std::vector<u8>& content) {
+                         const std::vector<u8>& content, Folder folder = Folder::kHasToBeThere) {
     const bool written = !context.options.dry_run;
-    if (written) host::replace_file(path, content);
+    if (written) {
+        if (folder == Folder::kIsMade) make_folder_of(path);
+        host::replace_file(path, content);
+    } else if (folder == Folder::kIsMade) {
+        rehearse_with_folder(path);
+    } else {
+        host::NewFile::rehearse(path);
+    }
     return fmt::format("{}: {} bytes{}\n", path.string(), content.size(),
                        written ? "" : "  (not written)");
 }
@@ -170,10 +209,9 @@ Result board_init(Context& context) {
         any_cut_short = any_cut_short || cut_short;
         result.text += fmt::format("{}: {}{}\n", spec.image, words_for(state),
                                    written || kept ? "" : "  (not written)");
-        result.data["images"].push_back(
-            {{"image", spec.image},
-             {"made", written && state == host::ImageState::kMissing},
-             {"mended", written && cut_short}});
+        result.data["images"].push_back({{"image", spec.image},
+                                         {"made", written && state == host::ImageState::kMissing},
+                                         {"mended", written && cut_short}});
     }
     // What is cut short would be refused by a look that may not mend it.
     if (written) {
@@ -218,9 +256,7 @@ Result board_install(Context& context) {
         std::filesystem::path(folder.empty() ? "/lib/firmware" : folder) / kBoardFirmware;
     const host::BoardFile file = host::BoardFile::read(context.board());
     Result result = check_before_use(context, file, "installed");
-    const std::vector<u8> blob = compile_board(file);
-    if (!context.options.dry_run) std::filesystem::create_directories(path.parent_path());
-    result.text += write_output(context, path, blob);
+    result.text += write_output(context, path, compile_board(file), Folder::kIsMade);
     result.acknowledges = true;
     result.data["file"] = path.string();
     return result;

@@ -107,6 +107,8 @@ public:
         return macctl::inspect(board.get(), filter);
     }
 
+    void rehearse() override { (void)host::Board::open(read(), host::Access::kRehearse); }
+
     std::vector<std::string> reasons() const override {
         return session_ == nullptr ? std::vector<std::string>() : session_->refused();
     }

@@ -179,6 +179,20 @@ std::string beyond_repair_text(const PoolReport& pool) {
                        health_name(pool.health));
 }
 
+// What an access would destroy, or would spread: erased bytes pass for a record where the
+// format has no check. Empty when it repairs.
+std::string why_not_repaired(const host::BoardFile& board, const PoolReport& pool) {
+    const unsigned area = area_to_repair(pool);
+    if (pool.winner() == nullptr) {
+        return fmt::format(
+            "an access would write the erased bytes of the {} copy there; \"set "
+            "block\" writes both",
+            area_name(1 - area));
+    }
+    const auto hits = collisions(board, {pool.inst, pool.type}, area);
+    return fmt::format("{}", fmt::join(hits, "; "));
+}
+
 std::vector<Repair> repair_all(Context& context, const Reports& wanting) {
     std::vector<Repair> repairs;
     if (wanting.empty()) return repairs;
@@ -187,10 +201,11 @@ std::vector<Repair> repair_all(Context& context, const Reports& wanting) {
     for (const PoolReport& pool : wanting) {
         Repair repair;
         repair.before = pool;
-        const auto hits = collisions(board, {pool.inst, pool.type}, area_to_repair(pool));
-        repair.refused = fmt::format("{}", fmt::join(hits, "; "));
-        repair.rehearsed = context.options.dry_run && hits.empty();
-        if (hits.empty() && !context.options.dry_run) {
+        repair.refused = why_not_repaired(board, pool);
+        const bool tried = repair.refused.empty();
+        repair.rehearsed = context.options.dry_run && tried;
+        if (repair.rehearsed) context.target().rehearse();
+        if (tried && !context.options.dry_run) {
             repair.status = access(context.target().client(), pool);
             repair.after = context.target().inspect({pool.inst, pool.type}).at(0);
         }

@@ -15,13 +15,12 @@
 #include "tools/macctl/manual.h"
 #include "tools/macctl/output.h"
 #include "tools/macctl/terminal.h"
+#include "tools/macctl/version.h"
 #include "tools/macctl/words.h"
 
 namespace macctl {
 
 namespace {
-
-constexpr char kVersion[] = "macctl 1.0";
 
 // A count above what a block may have is a number all the same: the command refuses it.
 u32 parse_number(const OptionRow& row, const std::string& text) {
@@ -241,6 +240,11 @@ int run_command(const Options& options, const CommandRow& row) {
     }
 }
 
+Result version() {
+    const std::string id = build_id();
+    return {version_text(), {{"version", kVersion}, {"build", id.empty() ? Value() : Value(id)}}};
+}
+
 std::string path_of(const CommandRow* row) { return row == nullptr ? "" : row->path; }
 
 std::string help_of(const CommandRow* row) {
@@ -271,7 +275,7 @@ int parse_and_run(Form form, Resolved resolved) {
         put_out(help_of(row));
         return kExitDone;
     } catch (const CLI::CallForVersion&) {
-        return print_result(form, "", {fmt::format("{}\n", kVersion), {{"version", kVersion}}});
+        return print_result(form, "", version());
     } catch (const CLI::ParseError& error) {
         if (row == nullptr && form == Form::kText) {
             put_err(help_of(row));
@@ -297,7 +301,7 @@ int run(const std::vector<std::string>& given) {
         return static_cast<int>(completion.offer);
     }
     if (given.size() == 1 && given[0] == "--version") {
-        put_out(fmt::format("{}\n", kVersion));
+        put_out(version_text());
         return kExitDone;
     }
     const Form form = wanted_form(given);

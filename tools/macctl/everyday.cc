@@ -249,7 +249,11 @@ Result unmount(Context& context) {
     const bool written = !context.options.dry_run;
     const bool known = written || !context.options.board.empty();
     const bool was_mounted = !known || context.target().is_mounted(inst);
-    if (written) must(context, "unmount", context.target().client().deinit(inst));
+    if (written) {
+        must(context, "unmount", context.target().client().deinit(inst));
+    } else if (known) {
+        context.target().rehearse();
+    }
     Result result;
     result.text = fmt::format(
         "{}: {}{}\n", instance_name(inst),

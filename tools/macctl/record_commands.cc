@@ -231,7 +231,9 @@ Result record_encode(Context& context) {
     std::vector<u8> file = dump_for(context, bytes.size());
     refuse_neighbours(context, bytes.size());
     ask_for_overwrite(context, ConstBytes(file).subspan(options.offset, bytes.size()));
-    if (!options.dry_run) {
+    if (options.dry_run) {
+        host::NewFile::rehearse(options.file);
+    } else {
         std::copy(bytes.begin(), bytes.end(), file.begin() + options.offset);
         host::replace_file(options.file, file);
     }

@@ -109,6 +109,7 @@ void ask(const Context& context, const Situation& situation, const Block& after)
     if (!situation.layout_known) {
         reasons.push_back(fmt::format("what else a write to {} touches is not known here ({})",
                                       name, situation.why_not));
+        if (context.options.yes) put_err(fmt::format("macctl: warning: {}\n", reasons.back()));
     }
     if (reasons.empty()) return;
     ask_first(context, fmt::format("{}", fmt::join(reasons, "; ")),
@@ -139,6 +140,8 @@ Result change_block(Context& context, const char* verb, const Situation& situati
     if (written) {
         must(context, fmt::format("{}, type {}", verb, context.options.pool().type),
              write(context.target().client()));
+    } else {
+        context.target().rehearse();
     }
     Result result;
     result.text = fmt::format("before  {}\nafter   {}{}\n", words_of(situation.before),

@@ -60,6 +60,10 @@ public:
     // board's description or its media cannot be read.
     virtual std::vector<PoolReport> inspect(const PoolFilter& filter) = 0;
 
+    // Throws what a change would before its first byte is written, as far as that can be known
+    // without asking the system, which writes whatever it is asked.
+    virtual void rehearse() {}
+
     // Why media were not what the system asked of them, as far as it is known here.
     virtual std::vector<std::string> reasons() const { return {}; }
 

@@ -281,6 +281,7 @@ Result import_blocks(Context& context) {
     if (written) {
         write(context, changes, &result);
     } else {
+        if (!changes.empty()) context.target().rehearse();
         for (const Planned& change : changes) result.text += planned_text(change, mark);
     }
     result.text += fmt::format("{} in the file, {} changed{}\n", counted(planned.size(), "block"),

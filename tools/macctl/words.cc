@@ -87,6 +87,11 @@ bool takes_next(const CommandRow* row, const std::string& word) {
     return option->value != nullptr && name == word;
 }
 
+// "-1" is a number that a command refuses, and no option.
+bool is_option(const std::string& word) {
+    return word.size() > 1 && word[0] == '-' && (word[1] < '0' || word[1] > '9');
+}
+
 [[noreturn]] void refuse_word(const CommandRow* at, const std::string& word) {
     std::vector<std::string> names;
     for (const CommandRow* below : rows_below(at == nullptr ? "" : at->path)) {
@@ -135,7 +140,7 @@ Resolved resolve(std::vector<std::string> words) {
     const CommandRow* at = nullptr;
     for (size_t i = 0; i < words.size(); ++i) {
         if (words[i] == "--") break;
-        if (words[i].size() > 1 && words[i][0] == '-') {
+        if (is_option(words[i])) {
             if (takes_next(at, words[i])) ++i;
         } else if (at == nullptr || is_object(*at)) {
             at = find_command(at, words[i]);

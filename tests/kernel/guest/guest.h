@@ -70,6 +70,8 @@ void damage_and_repair(void);
 void failing_media(void);
 void stuck_bit(void);
 void boot_tools(void);
+/* A platform that does not tell macctl where the records lie. */
+void unknown_layout(void);
 void attributes(void);
 
 /* --- eeprom_file.c --- */

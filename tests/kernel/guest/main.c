@@ -94,6 +94,7 @@ static void everything(void)
 	failing_media();
 	attributes();
 	boot_tools();
+	unknown_layout();
 	eeprom_by_file();
 	eight_processes();
 	load_and_unload();

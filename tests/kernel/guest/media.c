@@ -175,3 +175,40 @@ void boot_tools(void)
 	ok(record.addr[0] == 2 && record.addr[5] == 0x99, "is read back");
 	close(fd);
 }
+
+static int say(const char *line)
+{
+	char command[160];
+
+	snprintf(command, sizeof(command), "macctl %s > /tmp/out 2>&1", line);
+	return run("/bin/sh", "-c", command);
+}
+
+void unknown_layout(void)
+{
+	const char *board = stock_media ? "/lib/firmware/mac_mng/stock.dtb"
+					: "/lib/firmware/mac_mng/board.dtb";
+	struct mac_ioctl_address record = address(0, 8, "\x00\x11\x22\x33\x44\x88");
+	int fd = open(DEVICE, O_RDWR);
+
+	expect(fd, "program type 0", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	ok(rename(board, "/tmp/board.dtb") == 0, "the platform's board is nowhere to be seen");
+	ok(say("set block -t 0 02:00:00:77:00:88 4") == 7, "a change wants --yes");
+	ok(file_has("/tmp/out", "holds the good block 00:11:22:33:44:88 count 8; what else a write to "
+				"instance 0xffffffff type 0 touches is not known here ("),
+	   "and says what is not known");
+	ok(file_has("/tmp/out", board), "and why");
+	expect(fd, "nothing was written", MAC_IOCTL_GET_ADDR, &record, 0);
+	ok(record.addr[0] == 0 && record.addr[5] == 0x88, "the block is as it was");
+	ok(say("set block -t 0 02:00:00:77:00:88 4 --yes --dry-run") == 9,
+	   "a rehearsal cannot tell");
+	ok(say("-j set block -t 0 02:00:00:77:00:88 4 --yes") == 0, "with --yes it is done");
+	ok(file_has("/tmp/out", "\"layout\": \"unknown\""), "and the answer says so");
+	ok(file_has("/tmp/out", "warning: what else a write to"), "and a warning");
+	expect(fd, "and it is there", MAC_IOCTL_GET_ADDR, &record, 0);
+	ok(record.addr[0] == 2 && record.addr[5] == 0x88, "to be read back");
+	ok(rename("/tmp/board.dtb", board) == 0, "the board is back");
+	ok(say("set block -t 0 02:00:00:77:00:88 4") == 0, "what changes nothing needs no --yes");
+	ok(!file_has("/tmp/out", "not known"), "and the layout is known again");
+	close(fd);
+}
