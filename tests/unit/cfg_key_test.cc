@@ -244,7 +244,9 @@ TEST_F(CfgKey, MtdSize_IsTheLowThirtyTwoBits) {
     EXPECT_EQ(drv_mac_set_flash_default(&record), 0u);
     EXPECT_EQ(record.offset, 0x570u);
     EXPECT_EQ(record.spare_offset, 0x10570u) << "half of what is left of it";
-    host::faults().give(Call::kMtdSize, 0x20003);
+    host::faults().give(Call::kMtdSize, 0x300020003);
+    EXPECT_EQ(drv_mac_get_mtd_size("manuinfo", &size), 0u);
+    EXPECT_EQ(size, 0x20003u);
     EXPECT_EQ(drv_mac_set_flash_default(&record), 0u);
     EXPECT_EQ(record.spare_offset, 0x10571u) << "halved as an integer";
 }

@@ -120,6 +120,16 @@ TEST_F(ConfigLock, InsertConfig_LinksUnderTheRegistrysLock) {
               (Counts{0, 1}));
 }
 
+TEST_F(ConfigLock, InsertConfig_GoesIntoTheTableUnderTheRegistrysLock) {
+    mac_inst_config* const config = loose_config(4);
+    // The key is read when the table takes the record: only what it is under the lock counts.
+    const auto flip = [config]() -> size_t { return config->inst_id = 7 - config->inst_id; };
+    EXPECT_EQ(during<size_t>(kConfigLock, flip, [config] { mac_insert_config(config); }),
+              (Counts{3, 4}));
+    config->inst_id = 3;
+    EXPECT_EQ(mac_config_find_by_instid(3), config);
+}
+
 TEST_F(ConfigLock, RemoveConfig_UnlinksAndFreesUnderTheRegistrysLock) {
     mac_inst_config* const config = config_of(3);
     const size_t blocks = host::heap_use().blocks;
@@ -127,6 +137,17 @@ TEST_F(ConfigLock, RemoveConfig_UnlinksAndFreesUnderTheRegistrysLock) {
                   kConfigLock, [] { return configs() * 100 + host::heap_use().blocks; },
                   [config] { mac_remove_config(config); }),
               (Counts{100 + blocks, blocks - 1}));
+}
+
+TEST_F(ConfigLock, RemoveConfig_TakesItFromTheTableUnderTheRegistrysLock) {
+    mac_inst_config* const config = config_of(3);
+    config->inst_id = 4;
+    {
+        LockWatch watch;
+        watch.at(LockEvent::kTaken, kConfigLock, [config] { config->inst_id = 3; });
+        mac_remove_config(config);
+    }
+    EXPECT_EQ(mac_config_find_by_instid(3), nullptr);
 }
 
 TEST_F(ConfigLock, FindByInstid_WalksUnderTheRegistrysLock) {

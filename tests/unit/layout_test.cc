@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-// Where the fields of the system's records lie. Nothing here runs: a record that is laid
-// out otherwise does not compile. The control device's argument records assert theirs in
-// mac_mng/mac_ioctl.h, where they hold for every user.
+// Where the fields of the system's records lie, and how large the records are. Nothing here
+// runs: a record that is laid out otherwise does not compile. The control device's argument
+// records assert theirs in mac_mng/mac_ioctl.h too, for every user; here the numbers stand a
+// second time, so that a header that is changed in one breath with its own assertions is seen.
 #include <cstddef>
 
 #include "config/mac_cfg.h"
@@ -9,6 +10,7 @@
 #include "control/mac_diag.h"
 #include "control/mac_ioctl.h"
 #include "core/mac_data.h"
+#include "mac_mng/mac_ioctl.h"
 #include "platform/device.h"
 #include "platform/xml.h"
 #include "storage/driver/mac_driver.h"
@@ -47,6 +49,9 @@ static_assert(offsetof(mac_area, cfg_num) == 80);
 static_assert(offsetof(mac_area, buf) == 88);
 static_assert(offsetof(mac_area, len) == 96);
 static_assert(sizeof(mac_area::mac) == 6 && sizeof(mac_area::name) == 32);
+static_assert(sizeof(mac_area::channel) == 4 && sizeof(mac_area::cfg_num) == 4);
+static_assert(sizeof(mac_area::len) == 4);
+static_assert(sizeof(mac_area) == 104);
 
 // The registries of data sets and of drivers share one head.
 using Drivers = mac::Registry<MacDriver>;
@@ -55,7 +60,8 @@ static_assert(offsetof(Drivers, list) == 0 && offsetof(DataSets, list) == 0);
 static_assert(offsetof(Drivers, module_id) == 16 && offsetof(DataSets, module_id) == 16);
 static_assert(offsetof(Drivers, name) == 20 && offsetof(DataSets, name) == 20);
 static_assert(offsetof(Drivers, lock) == 64 && offsetof(DataSets, lock) == 64);
-static_assert(sizeof(Drivers::name) == 40 && sizeof(Drivers) == 64 + kSpin);
+static_assert(sizeof(Drivers::name) == 40 && sizeof(DataSets::name) == 40);
+static_assert(sizeof(Drivers) == 64 + kSpin && sizeof(DataSets) == 64 + kSpin);
 
 // A storage driver and its operations, behind the two words of the manager.
 static_assert(offsetof(MacDriver, list) == 0);
@@ -126,6 +132,9 @@ static_assert(offsetof(mac_cfg_entry, spare_exist) == 120);
 static_assert(offsetof(mac_cfg_entry, spare_section_id) == 124);
 static_assert(offsetof(mac_cfg_entry, spare_offset) == 128);
 static_assert(offsetof(mac_cfg_entry, spare_env_name) == 132);
+static_assert(sizeof(mac_cfg_entry::drv_name) == 40);
+static_assert(sizeof(mac_cfg_entry::main_env_name) == 40);
+static_assert(sizeof(mac_cfg_entry::spare_env_name) == 40);
 static_assert(sizeof(mac_cfg_entry) == 176);
 
 static_assert(offsetof(mac_old_cfg_entry, found) == 0);
@@ -141,29 +150,36 @@ static_assert(offsetof(mac_type_status, list) == 0);
 static_assert(offsetof(mac_type_status, inst_id) == 16);
 static_assert(offsetof(mac_type_status, mac_type) == 20);
 static_assert(offsetof(mac_type_status, main) == 24);
-static_assert(offsetof(mac_type_status, spare) == 24 + sizeof(mac_type_area));
+static_assert(offsetof(mac_type_status, spare) == 40);
+static_assert(sizeof(mac_type_status) == 56);
 static_assert(offsetof(mac_type_area, mac) == 0);
 static_assert(offsetof(mac_type_area, mac_num) == 8);
 static_assert(offsetof(mac_type_area, valid) == 12);
+static_assert(sizeof(mac_type_area::mac) == 6 && sizeof(mac_type_area) == 16);
 
 // The rows of the tables that the readers and the dispatcher walk.
 static_assert(offsetof(mac_u32_map, required) == 0);
 static_assert(offsetof(mac_u32_map, key) == kWord);
 static_assert(offsetof(mac_u32_map, field) == 2 * kWord);
 static_assert(offsetof(mac_u32_map, default_text) == 3 * kWord);
+static_assert(sizeof(mac_u32_map::required) == 1 && sizeof(mac_u32_map) == 4 * kWord);
 static_assert(offsetof(mac_str_map, required) == 0);
 static_assert(offsetof(mac_str_map, key) == kWord);
 static_assert(offsetof(mac_str_map, field) == 2 * kWord);
 static_assert(offsetof(mac_str_map, capacity) == 3 * kWord);
 static_assert(offsetof(mac_str_map, default_text) == 4 * kWord);
+static_assert(sizeof(mac_str_map::required) == 1 && sizeof(mac_str_map::capacity) == 4);
+static_assert(sizeof(mac_str_map) == 5 * kWord);
 static_assert(offsetof(xml_entry, next) == 0);
 static_assert(offsetof(xml_entry, element) == kWord);
 static_assert(offsetof(mac_ioctl_row, cmd) == 0);
 static_assert(offsetof(mac_ioctl_row, handler) == kWord);
-static_assert(sizeof(g_drv_mac_ioctl_map) == 12 * sizeof(mac_ioctl_row));
+static_assert(sizeof(mac_ioctl_row::cmd) == 4 && sizeof(mac_ioctl_row) == 16);
+static_assert(sizeof(g_drv_mac_ioctl_map) == 12 * 16);
 static_assert(offsetof(mac_ioctl_cmd_row, cmd) == 0);
 static_assert(offsetof(mac_ioctl_cmd_row, listing) == kWord);
-static_assert(sizeof(g_drv_mac_ioctl_cmd_map) == 2 * sizeof(mac_ioctl_cmd_row));
+static_assert(sizeof(mac_ioctl_cmd_row::cmd) == 4 && sizeof(mac_ioctl_cmd_row) == 16);
+static_assert(sizeof(g_drv_mac_ioctl_cmd_map) == 2 * 16);
 
 // The diagnostic state, and what it registers.
 static_assert(offsetof(mac_diag_state, module_id) == 0);
@@ -173,19 +189,52 @@ static_assert(offsetof(mac_diag_state, attr_count) == 48);
 static_assert(offsetof(mac_diag_state, kobject) == 56);
 static_assert(offsetof(mac_diag_state, group) == 64);
 static_assert(offsetof(mac_diag_state, attr_name) == 80);
-static_assert(offsetof(mac_diag_state, attr) == 80 + 10 * kWord);
-static_assert(offsetof(mac_diag_state, attr_list) == 160 + 10 * sizeof(platform_attribute));
-static_assert(offsetof(mac_diag_state, file_list) == 240 + 10 * sizeof(platform_attribute));
-static_assert(sizeof(mac_diag_state::name) == 40);
-static_assert(sizeof(mac_diag_state::attr) == 10 * sizeof(platform_attribute));
-static_assert(sizeof(mac_diag_state::file_list) == 10 * sizeof(diag_file));
+static_assert(offsetof(mac_diag_state, attr) == 160);
+static_assert(offsetof(mac_diag_state, attr_list) == 480);
+static_assert(offsetof(mac_diag_state, file_list) == 560);
+static_assert(sizeof(mac_diag_state::name) == 40 && sizeof(mac_diag_state::attr_count) == 4);
+static_assert(sizeof(mac_diag_state::attr_name) == 10 * kWord);
+static_assert(sizeof(mac_diag_state::attr) == 10 * 32);
+static_assert(sizeof(mac_diag_state::attr_list) == 10 * kWord);
+static_assert(sizeof(mac_diag_state::file_list) == 10 * 16);
+static_assert(sizeof(mac_diag_state) == 720);
 static_assert(offsetof(platform_attribute, name) == 0);
 static_assert(offsetof(platform_attribute, mode) == kWord);
 static_assert(offsetof(platform_attribute, show) == 2 * kWord);
 static_assert(offsetof(platform_attribute, store) == 3 * kWord);
+static_assert(sizeof(platform_attribute) == 32 && sizeof(platform_attribute::mode) == 4);
 static_assert(offsetof(platform_attribute_group, name) == 0);
 static_assert(offsetof(platform_attribute_group, attributes) == kWord);
 static_assert(offsetof(diag_file, name) == 0);
 static_assert(offsetof(diag_file, kind) == kWord);
+static_assert(sizeof(diag_file) == 16 && sizeof(diag_file::kind) == 1);
+
+// The argument records of the control device.
+static_assert(offsetof(mac_ioctl_instance, inst) == 0);
+static_assert(sizeof(mac_ioctl_instance) == 4);
+
+static_assert(offsetof(mac_ioctl_address, inst) == 0);
+static_assert(offsetof(mac_ioctl_address, num) == 4);
+static_assert(offsetof(mac_ioctl_address, addr) == 8);
+static_assert(offsetof(mac_ioctl_address, reserved) == 14);
+static_assert(offsetof(mac_ioctl_address, type) == 16);
+static_assert(sizeof(mac_ioctl_address::addr) == 6);
+static_assert(sizeof(mac_ioctl_address) == 20);
+
+static_assert(offsetof(mac_ioctl_count, inst) == 0);
+static_assert(offsetof(mac_ioctl_count, num) == 4);
+static_assert(offsetof(mac_ioctl_count, type) == 8);
+static_assert(sizeof(mac_ioctl_count) == 12);
+
+static_assert(offsetof(mac_ioctl_list, inst) == 0);
+static_assert(offsetof(mac_ioctl_list, type) == 4);
+static_assert(offsetof(mac_ioctl_list, num) == 8);
+static_assert(offsetof(mac_ioctl_list, buf) == 12);
+static_assert(offsetof(mac_ioctl_list, len) == 20);
+static_assert(sizeof(mac_ioctl_list) == 24);
+
+static_assert(offsetof(mac_ioctl_buffer, buf) == 0);
+static_assert(offsetof(mac_ioctl_buffer, len) == 8);
+static_assert(sizeof(mac_ioctl_buffer) == 12);
 
 }  // namespace

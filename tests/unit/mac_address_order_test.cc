@@ -107,6 +107,18 @@ TEST_F(MacAddressOrder, NullAddress_WithoutMainArea_IsNotRead) {
     EXPECT_EQ(drv_mac_set_addr(7, 0, nullptr), kFault) << "an instance that is not mounted";
 }
 
+TEST_F(MacAddressOrder, SupportIsOne_NotWhateverIsNotZero) {
+    store_type0(good);
+    mac_inst_mng* const mng = mac_data_find_by_instid(kInst, 0);
+    for (const u32 support : {2u, 3u, 0x101u}) {
+        mng->area[0].support = support;
+        EXPECT_EQ(mac_func_data_read(kInst, 0), kNotSupported) << support;
+    }
+    EXPECT_EQ(take_log(3), Log{});
+    mng->area[0].support = 1;
+    EXPECT_EQ(mac_func_data_read(kInst, 0), 0u);
+}
+
 // --- lines and levels ---
 
 TEST_F(MacAddressOrder, Sets_TypeWithoutStorage_LogTwoLines) {

@@ -125,6 +125,18 @@ TEST_F(MacDataLock, Remove_UnlinksAndFreesUnderTheLock_NotTheBuffers) {
     EXPECT_EQ(mac_data_find_by_instid(kInst, 2), nullptr);
 }
 
+TEST_F(MacDataLock, Remove_TakesItFromTheTableUnderTheLock) {
+    mac_inst_mng* const mng = made(kInst, 2);
+    // The key is read when the table gives the record up: only what it is under the lock counts.
+    mng->inst_id = kInst + 1;
+    {
+        LockWatch watch;
+        watch.at(LockEvent::kTaken, kDataSetsLock, [mng] { mng->inst_id = kInst; });
+        mac_data_remove(mng);
+    }
+    EXPECT_EQ(mac_data_find_by_instid(kInst, 2), nullptr);
+}
+
 TEST_F(MacDataLock, Delete_TakesAllAwayUnderOneLock) {
     create_both(2);
     create_both(3);

@@ -107,6 +107,13 @@ TEST_F(MacDataState, ReadState_MainIsReadFirst) {
     EXPECT_EQ(order, "m read, m get_format, s read, s get_format, ");
 }
 
+TEST_F(MacDataState, ReadState_ForTheSparesSupport_AsksWhenMainIsRead) {
+    create_both(kType);
+    main_script().at_operation = [](const std::string&) { area(kType, 1).support = 0; };
+    EXPECT_EQ(state(), (State{0, kNotSupported, 0}));
+    EXPECT_TRUE(spare_script().reads.empty());
+}
+
 TEST_F(MacDataState, ReadState_TypeFrom2To31_IsPrintedAsANegativeNumber) {
     create_main(0x80000002);
     EXPECT_EQ(state(0x80000002), (State{0, kNotSupported, 0}));
@@ -214,6 +221,22 @@ TEST_F(MacDataState, Reset_MainFirst_TheCountBeforeTheAddress) {
     EXPECT_EQ(mac_data_init_state(kInst, kType, kMismatch, kMismatch), kMismatch);
     EXPECT_EQ(host::faults().uses(Call::kMemset), 2u);
     EXPECT_EQ(mac_of(kType, 1), kZero);
+}
+
+TEST_F(MacDataState, Reset_LeavesFlagCheckValueAndRecord) {
+    create_both(kType);
+    for (const u32 index : {0u, 1u}) {
+        fill(kType, index, 0x20);
+        std::fill_n(area(kType, index).buf, 16, u8{0x31});
+    }
+    EXPECT_EQ(mac_data_init_state(kInst, kType, kMismatch, kMismatch), kMismatch);
+    for (const u32 index : {0u, 1u}) {
+        const mac_area& reset = area(kType, index);
+        EXPECT_EQ(reset.mac_num, 0xffffu);
+        EXPECT_EQ(reset.flag, 0x20u);
+        EXPECT_EQ(reset.crc, 0x20u);
+        EXPECT_EQ(test::Record(reset.buf, reset.buf + 16), test::Record(16, 0x31));
+    }
 }
 
 TEST_F(MacDataState, Reset_OneFillFails_TheCountIsSetAndTheOtherIsReset) {

@@ -6,6 +6,7 @@
 #include "core/mac_data_io.h"
 #include "platform/env.h"
 #include "platform/host/memory_service.h"
+#include "platform/memory.h"
 #include "storage/driver/mac_driver.h"
 #include "tests/support/data_fixture.h"
 
@@ -309,6 +310,18 @@ TEST_F(MacData, AreaDelete_IgnoresWhatIsNotThere) {
     EXPECT_EQ(mng->area[0].buf, nullptr);
     EXPECT_NE(mng->area[1].buf, nullptr);
     mac_data_insert(nullptr);
+}
+
+TEST_F(MacData, AreaDelete_OfAThirdArea_LeavesWhatLiesBehindTheSecond) {
+    mac_inst_mng records[2] = {};
+    u8* const third = reinterpret_cast<u8*>(records) + offsetof(mac_inst_mng, area) +
+                      2 * sizeof(mac_area) + offsetof(mac_area, buf);
+    void* const block = platform_zalloc(16);
+    std::memcpy(third, &block, sizeof(block));
+    const auto blocks = host::heap_use().blocks;
+    mac_area_delete(records, 2);
+    EXPECT_EQ(host::heap_use().blocks, blocks);
+    EXPECT_EQ(std::memcmp(third, &block, sizeof(block)), 0);
 }
 
 TEST_F(MacData, LockAndUnlock_WithoutDataSet_DoNothing) {

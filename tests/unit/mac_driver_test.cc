@@ -161,6 +161,22 @@ TEST_F(MacDriverTest, Init_EveryCreateFails_StillSucceeds) {
     EXPECT_EQ(take_log(), expected);
 }
 
+TEST_F(MacDriverTest, Init_OneCreateFails_WhicheverItIs_IsSaid) {
+    for (const Expected& row : kExpected) {
+        host::driver_drop_all();
+        ASSERT_EQ(mac_driver_create(row.medium), 0);
+        take_log();
+        EXPECT_EQ(mac_drv_init(22, "mac_mng"), 0);
+        EXPECT_EQ(take_log(1),
+                  (Log{{1, test::text("mac inst search medium %u driver exist.", row.medium)},
+                       {1,
+                        "mac drv init mac\xa3\xba"
+                        "driver create fail ret = 4294967295"}}));
+        EXPECT_EQ(host::driver_count(), 7u);
+        mac_drv_exit();
+    }
+}
+
 TEST_F(MacDriverTest, Create_Twice_IsRefused) {
     ASSERT_EQ(mac_driver_create(0), 0);
     take_log();

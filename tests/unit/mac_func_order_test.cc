@@ -306,6 +306,10 @@ TEST_F(MacWide, FailedRefreshAndLists_PrintTheTypeSigned) {
     EXPECT_EQ(take_log(1)[0].text, "mac inst 0xffffffff get type[-2147483648] info over num 4-3.");
     EXPECT_EQ(drv_mac_get_addr_num(kInst, kWide, 2, out, 6), kFault);
     EXPECT_EQ(take_log(1)[0].text, "mac inst 0xffffffff get type[-2147483648] info size err 6-12.");
+    put("eeprom-264", 0x600, test::qolt(kBase, 0x80000000));
+    EXPECT_EQ(drv_mac_get_addr_num(kInst, kWide, 0xffffffff, out, 6), kFault);
+    EXPECT_EQ(take_log(1)[0].text,
+              "mac inst 0xffffffff get type[-2147483648] info over num -1--2147483648.");
 }
 
 TEST_F(MacWide, DataSetThatCannotBeMade_PrintsTheTypeSigned) {
