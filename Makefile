@@ -3,7 +3,7 @@
 # sudo: "make demo" and "make test".
 
 .DEFAULT_GOAL := help
-.PHONY: help build install demo test test-clang modules test-kernel test-kernels test-kernel-debug test-kernel-trees kernel-gates fuzz bench bench-check \
+.PHONY: help build install demo test test-clang test-threads modules test-kernel test-kernels test-kernel-debug test-kernel-trees kernel-gates fuzz bench bench-check \
 	scenarios replay soak mutants freestanding coverage lint clean packages-demo packages-test packages-clang \
 	packages-kernel packages-kernels packages-kernel-debug packages-bench packages-all
 
@@ -22,6 +22,7 @@ help:
 	@echo "make test-kernel-debug   on kernels that check themselves: failing allocations, leaks, locks,"
 	@echo "                   coverage-guided fuzzing, power cuts of a machine with CFI flash"
 	@echo "make kernel-gates  what refuses a module or a kernel source refuses each fault"
+	@echo "make test-threads  callers on several threads under the thread sanitizer"
 	@echo "make fuzz          fuzzers of everything that reads hostile input"
 	@echo "make bench         measure, and write docs/benchmarks.md; make bench-check: counts that rose"
 	@echo "make scenarios     power cuts, two in a row, and failing media; make replay ID=... for one"
@@ -102,6 +103,10 @@ test-kernels: packages-kernels
 # The kernels are built from source on first use.
 test-kernel-debug: packages-kernel-debug
 	@scripts/test-kernel-debug.sh
+
+# MAC_THREAD_ROUNDS: how often an instance is unmounted under its readers.
+test-threads: packages-test
+	@scripts/test-threads.sh
 
 # MAC_FUZZ_SECONDS for each target.
 fuzz: packages-clang

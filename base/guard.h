@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-// Scoped holders: locks and memory that are given back on every way out.
+// Scoped holders: locks and memory that are given back on every way out, and records that
+// are given back when nobody uses them any more.
 #ifndef BASE_GUARD_H
 #define BASE_GUARD_H
 
+#include <stddef.h>
+
 #include "platform/lock.h"
 #include "platform/memory.h"
+#include "platform/reclaim.h"
 
 namespace mac {
 
@@ -21,6 +25,34 @@ private:
     platform_spinlock& lock_;
     unsigned long flags_;
 };
+
+// A call that uses what look-ups hand out: none of it is freed before it has left. It does
+// not wait and holds nobody up.
+class [[nodiscard]] CallGuard {
+public:
+    CallGuard() : token_(platform_reclaim_enter()) {}
+    ~CallGuard() { platform_reclaim_leave(token_); }
+    CallGuard(const CallGuard&) = delete;
+    CallGuard& operator=(const CallGuard&) = delete;
+
+private:
+    int token_;
+};
+
+// The record that a `reclaim` is the member of.
+template <typename T>
+T* owner_of(platform_reclaim* reclaim) {
+    return reinterpret_cast<T*>(reinterpret_cast<char*>(reclaim) - offsetof(T, reclaim));
+}
+
+// Frees a record of the record heap that no look-up finds any more, once every call that is
+// inside has left. Any context.
+template <typename T>
+void free_later(T* record) {
+    platform_reclaim_later(&record->reclaim, [](platform_reclaim* reclaim) {
+        platform_free(owner_of<T>(reclaim));
+    });
+}
 
 // Owns one zero-filled record of the record heap until release().
 template <typename T>

@@ -4,23 +4,27 @@
 // A record that is kept on a list has a mac_link named "list" as its first
 // member. Neighbours are checked before a node is linked or unlinked, and an
 // unlinked node is poisoned, so that a stale or overwritten link is refused
-// instead of followed. The list owns nothing and takes no lock.
+// instead of followed. The list owns nothing and takes no lock: who changes it
+// holds one. find() may run beside a change, without that lock.
 #ifndef BASE_LIST_H
 #define BASE_LIST_H
 
 #include <stddef.h>
 #include <stdint.h>
 
+#include "platform/poison.h"
 #include "platform/types.h"
 
 namespace mac {
 
-// What the links of an unlinked node hold: addresses that no 64-bit kernel maps.
-inline constexpr uintptr_t kListPoisonNext = 0xdead000000000100;
-inline constexpr uintptr_t kListPoisonPrev = 0xdead000000000122;
-
-inline mac_link* list_poison_next() { return reinterpret_cast<mac_link*>(kListPoisonNext); }
-inline mac_link* list_poison_prev() { return reinterpret_cast<mac_link*>(kListPoisonPrev); }
+// "next" links are read by find() while they change: what is behind a link was written
+// before it.
+inline mac_link* list_load(mac_link* const& next) {
+    return __atomic_load_n(&next, __ATOMIC_ACQUIRE);
+}
+inline void list_store(mac_link*& next, mac_link* node) {
+    __atomic_store_n(&next, node, __ATOMIC_RELEASE);
+}
 
 // Whether `node` may be linked between `prev` and `next`.
 inline bool list_add_valid(const mac_link* node, const mac_link* prev, const mac_link* next) {
@@ -31,13 +35,15 @@ inline bool list_add_valid(const mac_link* node, const mac_link* prev, const mac
 // Whether `node` may be unlinked: linked, not poisoned, and its neighbours agree.
 inline bool list_del_valid(const mac_link* node) {
     if (node->next == nullptr || node->prev == nullptr) return false;
-    if (node->next == list_poison_next() || node->prev == list_poison_prev()) return false;
+    const mac_link poison = platform_list_poison();
+    if (node->next == poison.next || node->prev == poison.prev) return false;
     return node->prev->next == node && node->next->prev == node;
 }
 
 inline void list_poison(mac_link* node) {
-    node->next = list_poison_next();
-    node->prev = list_poison_prev();
+    const mac_link poison = platform_list_poison();
+    list_store(node->next, poison.next);
+    node->prev = poison.prev;
 }
 
 // A list of T. Zero-filled storage is a list that was never set up: it reads as
@@ -56,7 +62,7 @@ public:
         if (!list_add_valid(&record->list, tail, &head_)) return false;
         record->list.next = &head_;
         record->list.prev = tail;
-        tail->next = &record->list;
+        list_store(tail->next, &record->list);
         head_.prev = &record->list;
         return true;
     }
@@ -66,7 +72,7 @@ public:
         const bool valid = list_del_valid(&record->list);
         if (valid) {
             record->list.next->prev = record->list.prev;
-            record->list.prev->next = record->list.next;
+            list_store(record->list.prev->next, record->list.next);
         }
         list_poison(&record->list);
         return valid;
@@ -80,12 +86,19 @@ public:
     // The record after `record`, or null.
     T* after(const T* record) const { return record_of(record->list.next); }
 
-    // The first record in list order for which `matches` holds, or null.
+    // The first record in list order for which `matches` holds, or null. Records may be
+    // linked and unlinked meanwhile, as long as their memory stays: one that is
+    // unlinked under the walk ends it.
     template <typename Predicate>
     T* find(Predicate matches) const {
-        T* record = first();
-        while (record != nullptr && !matches(*record)) record = after(record);
-        return record;
+        const mac_link* const unlinked = platform_list_poison().next;
+        mac_link* link = list_load(head_.next);
+        while (link != unlinked) {
+            T* const record = record_of(link);
+            if (record == nullptr || matches(*record)) return record;
+            link = list_load(link->next);
+        }
+        return nullptr;
     }
 
     // Visits all records in list order; a visit may unlink and free its record.

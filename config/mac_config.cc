@@ -70,7 +70,7 @@ void mac_remove_config(mac_inst_config* config) {
     const mac::SpinGuard guard(g_mac_config.lock);
     g_mac_config.table.remove(config->inst_id, config);
     g_mac_config.config_list.remove(config);
-    platform_free(config);
+    mac::free_later(config);
 }
 
 void mac_delete_config() {
@@ -79,7 +79,7 @@ void mac_delete_config() {
         mac_delete_entry(config);
         g_mac_config.table.remove(config->inst_id, config);
         g_mac_config.config_list.remove(config);
-        platform_free(config);
+        mac::free_later(config);
     });
 }
 
@@ -89,7 +89,7 @@ mac_inst_config* mac_config_find_by_instid(u32 inst) {
         inst, [inst](const mac_inst_config& config) { return config.inst_id == inst; });
 }
 
-void mac_mutex_lock() { platform_mutex_lock(&g_mac_config.dev_mutex); }
+int mac_mutex_lock() { return platform_mutex_lock_killable(&g_mac_config.dev_mutex); }
 void mac_mutex_unlock() { platform_mutex_unlock(&g_mac_config.dev_mutex); }
 void drv_mac_lock() { platform_mutex_lock(&g_mac_config.show_mutex); }
 void drv_mac_unlock() { platform_mutex_unlock(&g_mac_config.show_mutex); }

@@ -5,8 +5,9 @@
 //
 // Locks: the registry's spinlock guards config_list, each instance's spinlock
 // its entries; the only nesting is registry, then instance. Lookups hand out
-// pointers after the lock is released: records live until their instance is
-// unmounted, and callers serialise mounting and unmounting with everything else.
+// pointers after the lock is released: records are found until their instance is
+// unmounted, and their memory stays until every call that was inside then has left
+// (mac::CallGuard). Callers serialise mounting and unmounting of one instance.
 #ifndef CONFIG_MAC_CONFIG_H
 #define CONFIG_MAC_CONFIG_H
 
@@ -16,6 +17,7 @@
 #include "config/mac_listing.h"
 #include "platform/driver_manager.h"
 #include "platform/lock.h"
+#include "platform/reclaim.h"
 
 // Where one copy of one block is kept.
 struct mac_entry {
@@ -29,7 +31,17 @@ struct mac_entry {
     char storage_name[mac::kNameUsr];
     char drv_name[mac::kNameUsr];
     MacDriverOps* driver;  // bound when the instance is mounted; null before
+    platform_reclaim reclaim;
 };
+
+// The driver may be asked for while it is bound: a call that began before an instance was
+// unmounted meets the entries of the next mount.
+inline MacDriverOps* mac_entry_driver(const mac_entry& entry) {
+    return __atomic_load_n(&entry.driver, __ATOMIC_ACQUIRE);
+}
+inline void mac_entry_bind(mac_entry& entry, MacDriverOps* driver) {
+    __atomic_store_n(&entry.driver, driver, __ATOMIC_RELEASE);
+}
 
 // One mounted instance.
 struct mac_inst_config {
@@ -40,6 +52,7 @@ struct mac_inst_config {
     platform_spinlock lock;           // guards entry_list and entry_num
     mac::List<mac_entry> entry_list;  // in insertion order
     mac_inst_config* same_hash;       // of the registry's table
+    platform_reclaim reclaim;
 };
 
 struct mac_config_registry {
@@ -61,7 +74,7 @@ extern mac_config_registry g_mac_config;
 // Returns 0, or -14 (logged) when the clear or the name's copy is refused.
 [[nodiscard]] int mac_config_init(u32 module_id, const char* name);
 
-// Frees all instance records and entries; last call, at shutdown.
+// mac_delete_config(); last call, at shutdown.
 void mac_config_exit();
 
 // Creates the record of an instance. May sleep.
@@ -72,10 +85,11 @@ void mac_config_exit();
 // Appends a record; null is ignored.
 void mac_insert_config(mac_inst_config* config);
 
-// Unlinks and frees a record, not its entries; null is ignored.
+// Unlinks a record, not its entries, and frees it once nobody is inside; null is
+// ignored.
 void mac_remove_config(mac_inst_config* config);
 
-// Frees every record with all its entries.
+// The same for every record, with all its entries.
 void mac_delete_config();
 
 // The record of an instance, or null.
@@ -91,17 +105,20 @@ mac_inst_config* mac_config_find_by_instid(u32 inst);
 // Appends an entry to its instance; ignored when null or without a record.
 void mac_insert_entry(mac_entry* entry);
 
-// Unlinks and frees an entry; ignored when null or without a record.
+// Unlinks an entry and frees it once nobody is inside; ignored when null or without a
+// record.
 void mac_remove_entry(mac_entry* entry);
 
-// Frees all entries of a record; null is ignored.
+// The same for all entries of a record; null is ignored.
 void mac_delete_entry(mac_inst_config* config);
 
-// The first entry of an instance with this MAC type and storage code, or null.
+// The first entry of an instance with this MAC type and storage code, or null. Walks the
+// entries without their lock: a call that meets an unmount may find none.
 mac_entry* mac_entery_find_by_device(u32 inst, u32 id, u32 storage_code);
 
-// Take and release the command mutex. May sleep.
-void mac_mutex_lock();
+// Take and release the command mutex. May sleep, and is not taken by a caller that is killed
+// while it waits: 0, or the negative error number of platform_mutex_lock_killable().
+int mac_mutex_lock();
 void mac_mutex_unlock();
 
 // Take and release the listing mutex; inside the command mutex. May sleep.

@@ -50,7 +50,7 @@ void mac_insert_entry(mac_entry* entry) {
 // The caller holds the lock of `owner`.
 static void unlink_and_free(mac_inst_config* owner, mac_entry* entry) {
     owner->entry_list.remove(entry);
-    platform_free(entry);
+    mac::free_later(entry);
     --owner->entry_num;
 }
 

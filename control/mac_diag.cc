@@ -37,7 +37,8 @@ u32 mac_diag_init(u32 module_id, const char* name) {
     g_mac_diag.group.attributes = g_mac_diag.attr_list;
     for (u32 slot = 0; slot < mac::kDiagSlots; ++slot) {
         // Unchecked here: a slot without a buffer refuses its attribute later.
-        g_mac_diag.attr_name[slot] = static_cast<char*>(platform_zalloc(mac_get_max_name_ker()));
+        g_mac_diag.attr_name[slot] =
+            static_cast<char*>(platform_kept_zalloc(mac_get_max_name_ker()));
         g_mac_diag.attr_list[slot] = nullptr;
     }
     (void)diag_module_register(name);

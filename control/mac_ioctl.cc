@@ -50,13 +50,21 @@ constexpr platform_misc_device kDevice = {
     .fops = &kFileOperations,
 };
 
-// Holds the command mutex.
+// Holds the command mutex, unless the caller was killed while it waited.
 class [[nodiscard]] CommandGuard {
 public:
-    CommandGuard() { mac_mutex_lock(); }
-    ~CommandGuard() { mac_mutex_unlock(); }
+    CommandGuard() : error_(mac_mutex_lock()) {}
+    ~CommandGuard() {
+        if (error_ == 0) mac_mutex_unlock();
+    }
     CommandGuard(const CommandGuard&) = delete;
     CommandGuard& operator=(const CommandGuard&) = delete;
+
+    // 0, or what the command ends with: a process that is gone does not see it.
+    int error() const { return error_; }
+
+private:
+    int error_;
 };
 
 s64 to_result(u32 status) { return static_cast<s32>(status); }
@@ -67,6 +75,7 @@ s64 drv_mac_ioctl(void* /*file*/, u32 cmd, u64 arg) {
     for (const mac_ioctl_row& row : g_drv_mac_ioctl_map) {
         if (row.cmd != cmd) continue;
         const CommandGuard guard;
+        if (guard.error() != 0) return guard.error();
         return to_result(row.handler(cmd, arg));
     }
     return to_result(MAC_UNKNOWN_COMMAND);

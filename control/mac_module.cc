@@ -18,21 +18,36 @@ constexpr u32 kLogBytes = 8192;
 // The two start-up lines have no module of their own yet.
 constexpr u32 kNoModule = 0;
 
-using Step = u32 (*)();
+struct Step {
+    const char* name;
+    u32 (*run)();
+    void (*undo)();  // null: leaves nothing in memory
+};
 
 // In this order: each step needs the ones before it.
 constexpr Step kSteps[] = {
-    [] { return static_cast<u32>(mac_config_init(mac::kLogModule, mac::kModuleName)); },
-    [] { return static_cast<u32>(mac_drv_init(mac::kLogModule, mac::kModuleName)); },
-    [] { return mac_device_init(); },
-    [] { return static_cast<u32>(mac_func_init(mac::kLogModule, mac::kModuleName)); },
-    [] { return mac_diag_init(mac::kLogModule, mac::kModuleName); },
-    [] { return drv_mac_init(MAC_DEFAULT_INSTANCE); },
+    {"configuration registry",
+     [] { return static_cast<u32>(mac_config_init(mac::kLogModule, mac::kModuleName)); },
+     mac_config_exit},
+    {"storage drivers",
+     [] { return static_cast<u32>(mac_drv_init(mac::kLogModule, mac::kModuleName)); },
+     mac_drv_exit},
+    {"control device", mac_device_init, nullptr},
+    {"address service",
+     [] { return static_cast<u32>(mac_func_init(mac::kLogModule, mac::kModuleName)); },
+     mac_func_exit},
+    {"diagnostic attributes", [] { return mac_diag_init(mac::kLogModule, mac::kModuleName); },
+     nullptr},
+    {"default instance", [] { return drv_mac_init(MAC_DEFAULT_INSTANCE); }, nullptr},
 };
+constexpr u32 kStepCount = sizeof(kSteps) / sizeof(kSteps[0]);
+
+// How many steps the last start-up has done.
+constinit u32 steps_done = 0;
 
 u32 run_steps() {
-    for (const Step step : kSteps) {
-        const u32 result = step();
+    for (steps_done = 0; steps_done < kStepCount; ++steps_done) {
+        const u32 result = kSteps[steps_done].run();
         if (result != MAC_OK) return result;
     }
     return MAC_OK;
@@ -46,6 +61,17 @@ u32 mac_module_init() {
     const u32 result = run_steps();
     drv_log_record(kNoModule, PLATFORM_LOG_NOTICE, 0, "%s MODULE INIT END", mac::kModuleName);
     return result;
+}
+
+const char* mac_module_failed_step() {
+    return steps_done < kStepCount ? kSteps[steps_done].name : nullptr;
+}
+
+void mac_module_abandon() {
+    while (steps_done > 0) {
+        --steps_done;
+        if (kSteps[steps_done].undo != nullptr) kSteps[steps_done].undo();
+    }
 }
 
 void mac_module_exit() {

@@ -14,6 +14,14 @@ PLATFORM_BEGIN
 // Returns 0 or the failing step's code.
 u32 mac_module_init(void);
 
+// For the loader, after a start-up that failed: the step that failed, in words; null after
+// one that succeeded.
+const char* mac_module_failed_step(void);
+
+// For the loader, after a start-up that failed, once the device is gone: frees the
+// memory that the steps before it hold. What the log says was said before.
+void mac_module_abandon(void);
+
 // Takes the module down. The control device stays registered: the loader takes it
 // away.
 void mac_module_exit(void);

@@ -41,19 +41,21 @@ mac_entry* mac_entery_find_by_storage(u32 inst, u32 type, u32 area) {
 MacDriverOps* mac_driver_find_by_storage(u32 inst, u32 type, u32 area) {
     const mac_entry* const entry = mac_entery_find_by_storage(inst, type, area);
     if (entry == nullptr) return nullptr;
-    if (entry->driver == nullptr) {
+    MacDriverOps* const driver = mac_entry_driver(*entry);
+    if (driver == nullptr) {
         mac_log_error("mac inst 0x%x type %d area %d driver uninstall", inst, type, area);
     }
-    return entry->driver;
+    return driver;
 }
 
 MacDriverOps* mac_driver_find_by_device(u32 inst, u32 type, u32 storage_code) {
     const mac_entry* const entry = mac_entery_find_by_device(inst, type, storage_code);
     if (entry == nullptr) return nullptr;
-    if (entry->driver == nullptr) {
+    MacDriverOps* const driver = mac_entry_driver(*entry);
+    if (driver == nullptr) {
         mac_log_error("mac inst 0x%x find dev %d driver uninstall", inst, type);
     }
-    return entry->driver;
+    return driver;
 }
 
 u32 mac_area_attr(u32 inst, u32 type, u32 area, u32* chip_id, u32* channel, u32* mac_num) {
@@ -121,7 +123,7 @@ u32 mac_area_config(mac_inst_mng* mng, u32 inst, u32 type, u32 area) {
     u32 size = 0;
     result = mac_get_size(inst, type, area, mac_num, &size);
     note_step(kSizeFailed, result, inst, type, area);
-    u8* const buf = static_cast<u8*>(platform_zalloc(u64{size} + mac::kRecordSlack));
+    u8* const buf = static_cast<u8*>(platform_kept_zalloc(u64{size} + mac::kRecordSlack));
     if (buf == nullptr) {
         mac_log_error("mac inst 0x%x type %d area %d malloc data fail.", inst, type, area);
         return MAC_FAIL;
@@ -141,6 +143,6 @@ u32 mac_area_config(mac_inst_mng* mng, u32 inst, u32 type, u32 area) {
 
 void mac_area_delete(mac_inst_mng* mng, u32 area) {
     if (mng == nullptr || area >= mac::kAreaCount) return;
-    platform_free(mng->area[area].buf);
+    platform_kept_free(mng->area[area].buf);
     mng->area[area].buf = nullptr;
 }

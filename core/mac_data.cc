@@ -12,6 +12,19 @@ namespace {
 
 u32 key_of(u32 inst, u32 type) { return inst * 128 + type; }
 
+// The caller holds the registry's lock.
+void unlink(mac_inst_mng* mng) {
+    g_mac_func.table.remove(key_of(mng->inst_id, mng->mac_type), mng);
+    g_mac_func.list.remove(mng);
+}
+
+void free_with_buffers(platform_reclaim* reclaim) {
+    mac_inst_mng* const mng = mac::owner_of<mac_inst_mng>(reclaim);
+    mac_area_delete(mng, mac::kMainArea);
+    mac_area_delete(mng, mac::kSpareArea);
+    platform_free(mng);
+}
+
 }  // namespace
 
 int mac_data_create(u32 inst, u32 type) {
@@ -52,19 +65,15 @@ mac_inst_mng* mac_data_find_by_instid(u32 inst, u32 type) {
 void mac_data_remove(mac_inst_mng* mng) {
     if (mng == nullptr) return;
     const mac::SpinGuard guard(g_mac_func.lock);
-    g_mac_func.table.remove(key_of(mng->inst_id, mng->mac_type), mng);
-    g_mac_func.list.remove(mng);
-    platform_free(mng);
+    unlink(mng);
+    mac::free_later(mng);
 }
 
 void mac_data_delete() {
     const mac::SpinGuard guard(g_mac_func.lock);
     g_mac_func.list.for_each([](mac_inst_mng* mng) {
-        mac_area_delete(mng, mac::kMainArea);
-        mac_area_delete(mng, mac::kSpareArea);
-        g_mac_func.table.remove(key_of(mng->inst_id, mng->mac_type), mng);
-        g_mac_func.list.remove(mng);
-        platform_free(mng);
+        unlink(mng);
+        platform_reclaim_later(&mng->reclaim, free_with_buffers);
     });
 }
 

@@ -3,7 +3,8 @@
 // spare, that mirror the stored records.
 //
 // The registry's spinlock guards the list only; lookups hand out pointers after
-// it is released, and a data set lives until its instance is unmounted. Area
+// it is released. A data set is found until its instance is unmounted, and its memory
+// stays until every call that was inside then has left (mac::CallGuard). Area
 // contents are not locked, except while one area is copied into the other
 // (mac_mutex): callers serialise operations on a block. Unless said otherwise
 // functions may sleep.
@@ -13,6 +14,7 @@
 #include "base/lookup.h"
 #include "base/registry.h"
 #include "base/vocabulary.h"
+#include "platform/reclaim.h"
 
 struct mac_area {
     u32 support;   // 1: configured, buffer allocated; 0: all fields zero
@@ -36,6 +38,7 @@ struct mac_inst_mng {
     u32 mac_type;
     mac_area area[mac::kAreaCount];  // main, spare
     mac_inst_mng* same_hash;         // of the registry's table
+    platform_reclaim reclaim;
 };
 
 // All data sets of all instances, in the order of their creation.
@@ -66,11 +69,11 @@ mac_inst_mng* mac_data_find_by_instid(u32 inst, u32 type);
 // The same; that there is none is logged as an error. Any context.
 mac_inst_mng* mac_data_find_or_log(u32 inst, u32 type);
 
-// Unlinks and frees one data set; its record buffers are deliberately left
-// allocated. Any context.
+// Unlinks one data set and frees it, once nobody is inside; its record buffers are
+// deliberately left allocated. Any context.
 void mac_data_remove(mac_inst_mng* mng);
 
-// Frees all data sets with their record buffers.
+// The same for all data sets, with their record buffers.
 void mac_data_delete();
 
 // *support: whether the area is supported (1 or 0). An unknown data set is
@@ -80,7 +83,8 @@ void mac_area_support(u32 inst, u32 type, u32 area, u32* support);
 // *support: whether at least one of the two areas is supported (1 or 0).
 void mac_type_support(u32 inst, u32 type, u32* support);
 
-// Take and release the data set's mutex; nothing without a data set.
+// Take and release the data set's mutex; nothing without a data set. For an instance that is
+// not unmounted meanwhile.
 void mac_data_lock(u32 inst, u32 type);
 void mac_data_unlock(u32 inst, u32 type);
 

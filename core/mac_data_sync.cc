@@ -8,17 +8,21 @@
 
 namespace {
 
-// Holds a data set's mutex while its areas are copied.
+// Holds a data set's mutex while its areas are copied. The set that was locked is the one to
+// unlock: by then another one can be mounted in its place, or none.
 class [[nodiscard]] DataGuard {
 public:
-    DataGuard(u32 inst, u32 type) : inst_(inst), type_(type) { mac_data_lock(inst, type); }
-    ~DataGuard() { mac_data_unlock(inst_, type_); }
+    DataGuard(u32 inst, u32 type) : mng_(mac_data_find_by_instid(inst, type)) {
+        if (mng_ != nullptr) platform_mutex_lock(&mng_->mac_mutex);
+    }
+    ~DataGuard() {
+        if (mng_ != nullptr) platform_mutex_unlock(&mng_->mac_mutex);
+    }
     DataGuard(const DataGuard&) = delete;
     DataGuard& operator=(const DataGuard&) = delete;
 
 private:
-    u32 inst_;
-    u32 type_;
+    mac_inst_mng* mng_;
 };
 
 bool spare_supported(u32 inst, u32 type) {

@@ -70,9 +70,33 @@ struct MacDriver *module_driver_find_by_name(const char *name);
  * module_driver_func_find_by_name - the operations of the driver of that name
  *
  * Context: any; never sleeps (called under an instance's spinlock).
- * Return: the operations; null when there is no such driver or it has none.
+ * Return: the operations; null when there is no such driver or it has none, and when
+ * its module is being unloaded.
  */
 struct MacDriverOps *module_driver_func_find_by_name(const char *name);
+
+/**
+ * module_driver_hold - keep operations from vanishing; a service that may be absent
+ * @ops: what module_driver_func_find_by_name() returned
+ * @asker: the module that is going to use them (a kernel's struct module)
+ *
+ * The module of the operations cannot be unloaded before @asker has been. A module does
+ * not hold itself. Without this service nobody but @asker may register drivers.
+ *
+ * Context: any; never sleeps (called under an instance's spinlock).
+ * Return: 0, or a code of the manager (the driver is gone, its module is being
+ * unloaded, no memory): the operations must not be used.
+ */
+int module_driver_hold(const struct MacDriverOps *ops, const void *asker);
+
+/**
+ * platform_driver_hold - hold operations for as long as this module is there
+ * @ops: what module_driver_func_find_by_name() returned
+ *
+ * Context: any; never sleeps (called under an instance's spinlock).
+ * Return: 0, or non-zero: the operations must not be used.
+ */
+int platform_driver_hold(const struct MacDriverOps *ops);
 
 PLATFORM_END
 

@@ -70,6 +70,18 @@ void platform_mutex_init(struct platform_mutex *mutex, const char *name);
 void platform_mutex_lock(struct platform_mutex *mutex);
 
 /**
+ * platform_mutex_lock_killable - take a mutex unless the caller is killed
+ * @mutex: a mutex set up by platform_mutex_init()
+ *
+ * For waits as long as another caller's medium may take.
+ *
+ * Context: may sleep; not under a spinlock. Not recursive.
+ * Return: 0; a negative error number when a fatal signal came while it waited, and the
+ * mutex is not held: nobody will see what the caller returns.
+ */
+int platform_mutex_lock_killable(struct platform_mutex *mutex);
+
+/**
  * platform_mutex_unlock - release a mutex
  * @mutex: the mutex, held by the calling thread
  */

@@ -2,8 +2,8 @@
 /*
  * Memory of the system.
  *
- * Two heaps: the record heap, whose blocks may be freed in atomic context, and
- * the control-device heap for large, virtually contiguous buffers.
+ * The record heap, whose blocks may be freed in atomic context; blocks of it that may
+ * be left behind; and the control-device heap for large, virtually contiguous buffers.
  */
 #ifndef PLATFORM_MEMORY_H
 #define PLATFORM_MEMORY_H
@@ -35,6 +35,22 @@ void *platform_zalloc(u64 bytes);
  * Context: any, also under a spinlock with interrupts off.
  */
 void platform_free(void *block);
+
+/**
+ * platform_kept_zalloc - allocate a zero-filled block that may be left behind
+ *
+ * As platform_zalloc(). A block that is not freed stays until the module goes, and goes
+ * with it: what is left on purpose is no leak, and hides none.
+ */
+void *platform_kept_zalloc(u64 bytes);
+
+/**
+ * platform_kept_free - free a block of platform_kept_zalloc()
+ * @block: the block, or null (nothing happens)
+ *
+ * Context: any, also under a spinlock with interrupts off.
+ */
+void platform_kept_free(void *block);
 
 /**
  * platform_buffer_alloc - allocate a control-device buffer

@@ -28,6 +28,12 @@ void for_each_type(Visitor visit) {
     }
 }
 
+// The operations of a driver, which are held from now on: another module's would go with it.
+MacDriverOps* find_to_use(const char* name) {
+    MacDriverOps* const ops = module_driver_func_find_by_name(name);
+    return ops != nullptr && platform_driver_hold(ops) == 0 ? ops : nullptr;
+}
+
 // No step after the configuration can fail today; the text stands for the day
 // when mounting can.
 u32 report_mount(u32 inst, u32 result) {
@@ -103,7 +109,7 @@ void mac_driver_install(u32 inst) {
     if (config == nullptr) return;
     const mac::SpinGuard guard(config->lock);
     config->entry_list.for_each(
-        [](mac_entry* entry) { entry->driver = module_driver_func_find_by_name(entry->drv_name); });
+        [](mac_entry* entry) { mac_entry_bind(*entry, find_to_use(entry->drv_name)); });
 }
 
 u32 mac_build_name(u32 inst, char* buf, u32 buf_len) {

@@ -32,8 +32,8 @@ void mac_func_demount(u32 inst);
 void mac_func_data_init(u32 inst, u32 type);
 void mac_func_data_exit(u32 inst, u32 type);
 
-// Binds every storage entry of an instance to the driver that it names; an entry
-// whose driver is not found stays unbound.
+// Binds every storage entry of an instance to the driver that it names, whose module then
+// stays; an entry whose driver is not found, or cannot be held, stays unbound.
 void mac_driver_install(u32 inst);
 
 // "mac_mng_0x" and the instance id in eight digits. Returns 0, or MAC_FAIL: no

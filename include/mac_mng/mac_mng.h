@@ -8,8 +8,19 @@
  * where it can, and answers from what is stored at that moment; only
  * drv_mac_set_addr_num() writes without reading first.
  *
- * Context of all functions: may sleep (media are slow), no spinlock held. They
- * take no lock: callers that share a block serialise among themselves.
+ * Context of all functions: may sleep (media are slow), no spinlock held. They take no
+ * lock and do not wait for one another. Any of them may run while this or another
+ * instance is unmounted, by drv_mac_deinit() or over the control device: what a call
+ * uses is freed when it has returned, and not before. More is not promised. Callers
+ * that share a block serialise among themselves, programs that use the control device
+ * included, for two calls on one block may mix: one can read, and then store, what the
+ * other has written in part, the address of the one with the count of the other. A call
+ * that meets an unmounting ends where it is, a set perhaps with one copy written and
+ * MAC_NOT_SUPPORTED, MAC_FAULT or MAC_FAIL as its result; one that meets an unmounting
+ * and a new mounting may take the block for empty, and then returns a zero address or
+ * the configured count, and a set or a repair may store them. And two callers that
+ * mount, or unmount, one and the same instance at the same time corrupt it: nothing
+ * but the control device's own commands is kept apart.
  *
  * Results are the 32-bit codes of mac_mng/mac_status.h, and codes of the platform's
  * services for writes that they refuse: unchanged from flash and EEPROM; from the

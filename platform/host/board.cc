@@ -236,6 +236,7 @@ void Board::open_env(const EnvSpec& spec, Opener& opener) {
 }
 
 xml_entry* Board::entries_of(pugi::xml_node node) {
+    const std::lock_guard guard(entries_lock_);
     std::vector<xml_entry>& chain = entries_[node];
     if (chain.empty()) {
         for (const pugi::xml_node child : node.children()) {

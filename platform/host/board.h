@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 
 #include "mac_mng/mac_mng.h"
 #include "platform/host/board_file.h"
@@ -85,6 +86,7 @@ private:
     std::map<std::string, MemoryStore*> memory_;
     std::vector<std::string> made_;
     Reasons refused_;
+    std::mutex entries_lock_;
     std::map<pugi::xml_node, std::vector<xml_entry>> entries_;
 };
 

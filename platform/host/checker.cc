@@ -21,7 +21,7 @@ void Faults::at_use(Call call, unsigned nth, std::function<void()> action) {
 }
 
 void Faults::clear() {
-    uses_.fill(0);
+    for (std::atomic<unsigned>& uses : uses_) uses.store(0, std::memory_order_relaxed);
     plans_.clear();
     actions_.clear();
     given_.clear();

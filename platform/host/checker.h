@@ -5,6 +5,7 @@
 #define PLATFORM_HOST_CHECKER_H
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <map>
@@ -18,6 +19,7 @@ enum class Call : unsigned {
     kZalloc,
     kBufferAlloc,
     kSpinLock,
+    kMutexKilled,  // the caller is killed while it waits for the mutex
     kMemset,
     kMemcpy,
     kStrncpy,
@@ -33,6 +35,7 @@ enum class Call : unsigned {
     kEnvSave,
     kDriverRegister,
     kDriverFind,
+    kDriverHold,
     kXml,
     kDiagKobject,
     kDiagModule,
@@ -46,7 +49,8 @@ enum class Call : unsigned {
     kCount
 };
 
-// Failures to come. A failing call returns its documented failure: null, a code,
+// Failures to come, planned while nobody uses the platform; uses are counted on any
+// thread. A failing call returns its documented failure: null, a code,
 // bytes not copied; the code is the one given here where the call returns one.
 class Faults {
 public:
@@ -60,7 +64,7 @@ public:
     void give(Call call, u64 number) { given_[call] = number; }
 
     // How often a call was used since the last clear().
-    unsigned uses(Call call) const { return uses_[index(call)]; }
+    unsigned uses(Call call) const { return uses_[index(call)].load(std::memory_order_relaxed); }
 
     // Forgets failures, actions, numbers and counts.
     void clear();
@@ -71,7 +75,7 @@ public:
     // For the services: counts a use and says whether it fails. With a code, that
     // of the failure is stored there.
     bool hit(Call call, u32* code = nullptr) {
-        const unsigned use = ++uses_[index(call)];
+        const unsigned use = uses_[index(call)].fetch_add(1, std::memory_order_relaxed) + 1;
         return planned_ && happens(call, use, code);
     }
 
@@ -87,7 +91,7 @@ private:
     static constexpr std::size_t kCalls = static_cast<std::size_t>(Call::kCount);
     static std::size_t index(Call call) { return static_cast<std::size_t>(call); }
 
-    std::array<unsigned, kCalls> uses_{};
+    std::array<std::atomic<unsigned>, kCalls> uses_{};
     bool planned_ = false;  // anything at all
     std::multimap<Call, Plan> plans_;
     std::map<Call, u64> given_;

@@ -74,3 +74,9 @@ MacDriverOps* module_driver_func_find_by_name(const char* name) {
     MacDriver* const driver = module_driver_find_by_name(name);
     return driver == nullptr ? nullptr : driver->ops;
 }
+
+// All drivers are in this program.
+int platform_driver_hold(const MacDriverOps* /*ops*/) {
+    u32 code = 0;
+    return host::faults().hit(host::Call::kDriverHold, &code) ? static_cast<int>(code) : 0;
+}

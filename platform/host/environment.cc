@@ -110,6 +110,7 @@ Environment::Lookup Environment::look_up(const Loaded& loaded, const char* name)
 }
 
 u32 Environment::get(const char* name, char* value, u32 size) {
+    const std::lock_guard guard(lock_);
     Loaded fresh;
     if (working_ == nullptr) {
         const BootToolsLock lock(geometry_.shared);
@@ -125,6 +126,7 @@ u32 Environment::get(const char* name, char* value, u32 size) {
 }
 
 u32 Environment::set(const char* name, const char* value) {
+    const std::lock_guard guard(lock_);
     if (working_ == nullptr) {
         auto lock = std::make_unique<BootToolsLock>(geometry_.shared);
         auto fresh = std::make_unique<Loaded>();
@@ -149,6 +151,7 @@ u32 Environment::set(const char* name, const char* value) {
 }
 
 u32 Environment::save() {
+    const std::lock_guard guard(lock_);
     const std::unique_ptr<BootToolsLock> lock = std::move(held_lock_);
     const std::unique_ptr<Loaded> working = std::move(working_);
     return working == nullptr || !working->changed ? 0 : store(*working);

@@ -5,6 +5,7 @@
 #define PLATFORM_HOST_ENVIRONMENT_H
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -31,7 +32,7 @@ public:
 
     // As drv_env_get(), drv_env_set() and drv_env_save(). An erased medium reads
     // as an empty environment; one without a valid copy that is not erased is
-    // refused and left as it is.
+    // refused and left as it is. Each is one step for every thread.
     u32 get(const char* name, char* value, u32 size);
     u32 set(const char* name, const char* value);
     u32 save();
@@ -58,6 +59,7 @@ private:
     u32 store(Loaded& working);
     Lookup look_up(const Loaded& loaded, const char* name) const;
 
+    std::mutex lock_;
     std::unique_ptr<Medium> medium_;
     EnvGeometry geometry_;
     std::unique_ptr<Loaded> working_;           // from set() to save()

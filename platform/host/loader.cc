@@ -18,10 +18,12 @@
 #include "control/mac_module.h"
 #include "mac_mng/mac_ioctl.h"
 #include "mac_mng/mac_mng.h"
+#include "platform/host/checker.h"
 #include "platform/host/device_service.h"
 #include "platform/host/driver_manager.h"
 #include "platform/host/log_service.h"
 #include "platform/host/memory_service.h"
+#include "platform/host/reclaim_service.h"
 
 namespace host {
 
@@ -36,6 +38,7 @@ constexpr std::chrono::seconds kLockPatience{1};  // then it is told
 
 // What would dangle in a kernel once the module's image is gone.
 void reclaim() {
+    if (calls_inside() != 0) violation("unloaded while a call is inside");
     device_reclaim();
     diag_reclaim();
     driver_drop_all();
@@ -91,6 +94,7 @@ Module::Module(Board& board) {
     if (status_ == MAC_OK) {
         listing_status_ = mac_module_load_listing();
     } else {
+        mac_module_abandon();
         reclaim();
         attach(nullptr);
     }

@@ -110,6 +110,13 @@ void platform_mutex_lock(platform_mutex* mutex) {
     host::lock_event(host::LockEvent::kTaken, host_lock.name, mutex);
 }
 
+int platform_mutex_lock_killable(platform_mutex* mutex) {
+    u32 code = 0;
+    if (host::faults().hit(host::Call::kMutexKilled, &code)) return static_cast<int>(code);
+    platform_mutex_lock(mutex);
+    return 0;
+}
+
 void platform_mutex_unlock(platform_mutex* mutex) {
     HostLock& host_lock = body(mutex);
     may_release(host_lock, kMutexMagic);

@@ -11,13 +11,16 @@ bool Medium::in_range(u32 offset, size_t length) const { return u64{offset} + le
 
 u32 Medium::read(u32 offset, Bytes bytes) {
     if (!in_range(offset, bytes.size())) return SERVICE_OUT_OF_RANGE;
-    return bytes.empty() ? 0 : do_read(offset, bytes);
+    if (bytes.empty()) return 0;
+    const std::lock_guard guard(lock_);
+    return do_read(offset, bytes);
 }
 
 u32 Medium::write(u32 offset, ConstBytes bytes) {
     if (!in_range(offset, bytes.size())) return SERVICE_OUT_OF_RANGE;
     if (bytes.empty()) return 0;
     const u32 length = static_cast<u32>(bytes.size());
+    const std::lock_guard guard(lock_);
     if (write_guard_refuses(&guard_, 0, offset, length) != 0) return SERVICE_WORN_OUT;
     u32 result = do_write(offset, bytes);
     if (result == 0) result = verify(offset, bytes);

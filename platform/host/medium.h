@@ -5,6 +5,7 @@
 #define PLATFORM_HOST_MEDIUM_H
 
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/common/write_guard.h"
@@ -23,8 +24,8 @@ struct Traffic {
     bool operator==(const Traffic&) const = default;
 };
 
-// A medium that records are read from and written to. Results are 0 or a code of
-// platform/common/service_status.h.
+// A medium that records are read from and written to; an access is one step for every
+// thread. Results are 0 or a code of platform/common/service_status.h.
 class Medium {
 public:
     virtual ~Medium() = default;
@@ -45,6 +46,7 @@ private:
     bool in_range(u32 offset, size_t length) const;
     u32 verify(u32 offset, ConstBytes bytes);
 
+    std::mutex lock_;
     write_guard guard_{};
 };
 

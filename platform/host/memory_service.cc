@@ -2,6 +2,7 @@
 #include "platform/host/memory_service.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
@@ -9,10 +10,20 @@
 #include "platform/host/checker.h"
 #include "platform/host/journal.h"
 #include "platform/memory.h"
+#include "platform/poison.h"
 
 namespace {
 
-enum class Heap : u32 { kRecord = 0x7265636f, kControl = 0x6374726c, kFreed = 0x66726565 };
+enum class Heap : u32 {
+    kRecord = 0x7265636f,
+    kKept = 0x6b657074,
+    kControl = 0x6374726c,
+    kFreed = 0x66726565
+};
+
+// As Linux 4.4 has them.
+constexpr std::uintptr_t kListPoisonNext = 0xdead000000000100;
+constexpr std::uintptr_t kListPoisonPrev = 0xdead000000000200;
 
 // In front of every block. The chain keeps what is left on purpose reachable.
 struct Header {
@@ -84,14 +95,24 @@ void heap_release_all() {
 
 }  // namespace host
 
-void* platform_zalloc(u64 bytes) {
+namespace {
+
+void* allocate_record(u64 bytes, Heap heap) {
     host_journal("platform_zalloc %llu", bytes);
     host::might_sleep("platform_zalloc");
     if (host::faults().hit(host::Call::kZalloc) || bytes > PLATFORM_HEAP_MAX) return nullptr;
-    return allocate(bytes, Heap::kRecord);
+    return allocate(bytes, heap);
 }
 
+}  // namespace
+
+void* platform_zalloc(u64 bytes) { return allocate_record(bytes, Heap::kRecord); }
+
 void platform_free(void* block) { release(block, Heap::kRecord); }
+
+void* platform_kept_zalloc(u64 bytes) { return allocate_record(bytes, Heap::kKept); }
+
+void platform_kept_free(void* block) { release(block, Heap::kKept); }
 
 void* platform_buffer_alloc(u64 bytes) {
     host_journal("platform_buffer_alloc %llu", bytes);
@@ -105,4 +126,9 @@ void* platform_buffer_alloc(u64 bytes) {
 void platform_buffer_free(void* buffer) {
     host::might_sleep("platform_buffer_free");
     release(buffer, Heap::kControl);
+}
+
+mac_link platform_list_poison() {
+    return {reinterpret_cast<mac_link*>(kListPoisonNext),
+            reinterpret_cast<mac_link*>(kListPoisonPrev)};
 }

@@ -10,8 +10,14 @@
 #include <linux/fs.h>
 #include <linux/mtd/mtd.h>
 #include <linux/nvmem-consumer.h>
+#include <linux/srcu.h>
 #include <linux/uaccess.h>
 #include <linux/version.h>
+
+/* 6.3: sleepable RCU is always there. Before, what needs it selects it, and a module cannot. */
+#if defined(CONFIG_SRCU) || LINUX_VERSION_CODE >= KERNEL_VERSION(6, 3, 0)
+#define COMPAT_SRCU
+#endif
 
 /* 5.0: access_ok() lost its first argument, the direction. */
 #if LINUX_VERSION_CODE >= KERNEL_VERSION(5, 0, 0)
@@ -21,7 +27,7 @@
 #endif
 
 /* 4.17: erase_info lost the device; older mtd_erase() reads it from there. */
-static inline int compat_mtd_erase(struct mtd_info *mtd, u32 start, u32 len)
+static inline int compat_mtd_erase(struct mtd_info *mtd, u64 start, u32 len)
 {
 	struct erase_info info = { .addr = start, .len = len };
 

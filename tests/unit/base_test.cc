@@ -38,8 +38,8 @@ TEST_F(ListTest, Remove_PoisonsTheNode_AndRefusesItNextTime) {
     for (Node& node : nodes) list.push_back(&node);
     EXPECT_TRUE(list.remove(&nodes[1]));
     EXPECT_EQ(values(), (std::vector{0, 2}));
-    EXPECT_EQ(nodes[1].list.next, mac::list_poison_next());
-    EXPECT_EQ(nodes[1].list.prev, mac::list_poison_prev());
+    EXPECT_EQ(nodes[1].list.next, platform_list_poison().next);
+    EXPECT_EQ(nodes[1].list.prev, platform_list_poison().prev);
     EXPECT_FALSE(list.remove(&nodes[1]));
     EXPECT_EQ(values(), (std::vector{0, 2}));
 }
@@ -58,7 +58,7 @@ TEST_F(ListTest, CorruptNeighbours_AreRefused) {
     nodes[0].list.next = saved;
     Node half{{&nodes[0].list, nullptr}, 7};
     EXPECT_FALSE(list.remove(&half));
-    Node half_poisoned{{&nodes[0].list, mac::list_poison_prev()}, 7};
+    Node half_poisoned{{&nodes[0].list, platform_list_poison().prev}, 7};
     EXPECT_FALSE(list.remove(&half_poisoned));
     Node stranger{{&nodes[0].list, &nodes[0].list}, 7};
     EXPECT_FALSE(list.remove(&stranger)) << "the neighbours know nothing of it";

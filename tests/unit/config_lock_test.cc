@@ -285,7 +285,7 @@ TEST_F(DriverLock, InsertAndRemove_ChangeTheListUnderIt) {
     EXPECT_EQ(
         during<size_t>(
             kDriversLock,
-            [&driver] { return driver.list.next == mac::list_poison_next() ? 100 : drivers(); },
+            [&driver] { return driver.list.next == platform_list_poison().next ? 100 : drivers(); },
             [&driver] { mac_driver_remove(&driver); }),
         (Counts{1, 100}))
         << "unlinked and poisoned";

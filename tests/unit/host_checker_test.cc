@@ -158,7 +158,14 @@ TEST_F(Checker, Heap_Limits) {
 TEST_F(Checker, WrongHeap_Aborts) {
     void* const block = platform_zalloc(8);
     EXPECT_DEATH(platform_buffer_free(block), "no block of that heap");
+    EXPECT_DEATH(platform_kept_free(block), "no block of that heap");
     platform_free(block);
+    void* const kept = platform_kept_zalloc(8);
+    EXPECT_DEATH(platform_free(kept), "no block of that heap");
+    EXPECT_EQ(host::heap_use().blocks, 1u) << "what may be left counts until then";
+    platform_kept_free(kept);
+    platform_kept_free(nullptr);
+    EXPECT_EQ(host::heap_use().blocks, 0u);
 }
 
 TEST_F(Checker, Faults_HitTheNthUseAndOnlyThat) {

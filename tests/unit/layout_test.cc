@@ -116,7 +116,7 @@ static_assert(offsetof(mac_entry, mac_num) == 36);
 static_assert(offsetof(mac_entry, storage_name) == 40);
 static_assert(offsetof(mac_entry, drv_name) == 80);
 static_assert(offsetof(mac_entry, driver) == 120);
-static_assert(sizeof(mac_entry) == 128);
+static_assert(offsetof(mac_entry, reclaim) == 128);  // behind all that is laid out
 
 // The records of both XML layouts, and of the listings.
 static_assert(offsetof(mac_cfg_entry, list) == 0);

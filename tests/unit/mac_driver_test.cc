@@ -296,7 +296,7 @@ TEST_F(MacDriverList, InsertFindRemove) {
     mac_driver_remove(&longer);
     EXPECT_EQ(mac_driver_find_by_name("one_more"), &twin);
     EXPECT_EQ(longer.list.next, reinterpret_cast<mac_link*>(0xdead000000000100));
-    EXPECT_EQ(longer.list.prev, reinterpret_cast<mac_link*>(0xdead000000000122));
+    EXPECT_EQ(longer.list.prev, reinterpret_cast<mac_link*>(0xdead000000000200));
 }
 
 TEST_F(MacDriverList, LinksThatDisagree_AreNotFollowed) {

@@ -98,6 +98,18 @@ TEST_F(MacFunc, Mount_BindsEveryEntry) {
     mac_driver_install(77);
 }
 
+TEST_F(MacFunc, Mount_DriverThatCannotBeHeld_IsNotBound) {
+    use_board(
+        test::board_with(test::tree_xml(test::entry_xml(0, 0, "drv_mac_flash", 45, 0x4c0, 16),
+                                        test::entry_xml(0, 0, "drv_mac_eeprom", 264, 0, 16))));
+    host::faults().fail(Call::kDriverHold, 2);
+    EXPECT_EQ(set_mac_init(kInst), 0u);
+    EXPECT_EQ(host::faults().uses(Call::kDriverHold), 2u);
+    EXPECT_NE(mac_entery_find_by_storage(kInst, 0, 0)->driver, nullptr);
+    EXPECT_EQ(mac_entery_find_by_storage(kInst, 0, 1)->driver, nullptr)
+        << "its operations may be gone at any time";
+}
+
 TEST_F(MacFunc, Unmount_RemovesDataSetsAndConfiguration_LeavesBuffers) {
     use_board(test::board_with(
         test::tree_xml(test::entry_xml(0, 0, "drv_mac_flash", 45, 0x4c0, 16), "")));

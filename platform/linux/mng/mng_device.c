@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 /* The miscellaneous device, copies from and to its callers, partition sizes. */
+#include <linux/delay.h>
 #include <linux/err.h>
 #include <linux/fs.h>
 #include <linux/miscdevice.h>
@@ -27,9 +28,9 @@ static int mng_open(struct inode *inode, struct file *file)
 {
 	/*
 	 * The device is registered before the system is complete. Nobody gets in until
-	 * start-up has succeeded.
+	 * start-up has succeeded, and who gets in sees all that it has set up.
 	 */
-	if (!READ_ONCE(ready))
+	if (!smp_load_acquire(&ready))
 		return -ENODEV;
 	return device->fops->open(inode, file);
 }
@@ -71,7 +72,7 @@ void platform_misc_deregister(const struct platform_misc_device *misc_device)
 
 void mng_device_ready(bool is_ready)
 {
-	WRITE_ONCE(ready, is_ready);
+	smp_store_release(&ready, is_ready);
 }
 
 void mng_device_reclaim(void)
@@ -80,6 +81,15 @@ void mng_device_reclaim(void)
 		return;
 	registered = false;
 	misc_deregister(&mng_miscdevice);
+}
+
+void mng_device_wait(void)
+{
+#ifdef CONFIG_MODULE_UNLOAD
+	/* One reference is the load's own. */
+	while (module_refcount(THIS_MODULE) > 1)
+		msleep(1);
+#endif
 }
 
 int platform_user_range_valid(u64 address, u64 bytes)

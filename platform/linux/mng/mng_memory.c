@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 /* Memory and locks of the system. */
+#include <linux/list.h>
 #include <linux/mutex.h>
+#include <linux/poison.h>
 #include <linux/slab.h>
 #include <linux/spinlock.h>
 #include <linux/string.h>
 #include <linux/vmalloc.h>
 
+#include "mng.h"
 #include "platform/lock.h"
 #include "platform/memory.h"
+#include "platform/poison.h"
 
 void *platform_zalloc(u64 bytes)
 {
@@ -17,6 +21,82 @@ void *platform_zalloc(u64 bytes)
 void platform_free(void *block)
 {
 	kfree(block);
+}
+
+/*
+ * A block that may be left behind. The note is no part of it, so that the block suits a
+ * device's transfers as any other; it is how the leak detector finds the block, and
+ * blocks without a note that nobody points to are still leaks.
+ */
+struct kept {
+	struct list_head list;
+	void *block;
+};
+
+/* The newest first. */
+static LIST_HEAD(kept_blocks);
+static DEFINE_SPINLOCK(kept_lock);
+
+void *platform_kept_zalloc(u64 bytes)
+{
+	struct kept *kept = kmalloc(sizeof(*kept), GFP_KERNEL | __GFP_NOWARN);
+	unsigned long flags;
+
+	if (!kept)
+		return NULL;
+	kept->block = platform_zalloc(bytes);
+	if (!kept->block) {
+		kfree(kept);
+		return NULL;
+	}
+	spin_lock_irqsave(&kept_lock, flags);
+	list_add(&kept->list, &kept_blocks);
+	spin_unlock_irqrestore(&kept_lock, flags);
+	return kept->block;
+}
+
+/* Its note, off the list. What is freed at all is old: the default instance's. */
+static struct kept *take_note(const void *block)
+{
+	struct kept *found = NULL;
+	struct kept *kept;
+	unsigned long flags;
+
+	spin_lock_irqsave(&kept_lock, flags);
+	list_for_each_entry_reverse(kept, &kept_blocks, list) {
+		if (kept->block != block)
+			continue;
+		list_del(&kept->list);
+		found = kept;
+		break;
+	}
+	spin_unlock_irqrestore(&kept_lock, flags);
+	return found;
+}
+
+void platform_kept_free(void *block)
+{
+	struct kept *kept;
+
+	if (!block)
+		return;
+	kept = take_note(block);
+	if (WARN_ON(!kept))
+		return;
+	kfree(block);
+	kfree(kept);
+}
+
+void mng_memory_reclaim(void)
+{
+	struct kept *kept;
+	struct kept *next;
+
+	list_for_each_entry_safe(kept, next, &kept_blocks, list) {
+		list_del(&kept->list);
+		kfree(kept->block);
+		kfree(kept);
+	}
 }
 
 void *platform_buffer_alloc(u64 bytes)
@@ -103,7 +183,17 @@ void platform_mutex_lock(struct platform_mutex *mutex)
 	mutex_lock(mutex_of(mutex));
 }
 
+int platform_mutex_lock_killable(struct platform_mutex *mutex)
+{
+	return mutex_lock_killable(mutex_of(mutex));
+}
+
 void platform_mutex_unlock(struct platform_mutex *mutex)
 {
 	mutex_unlock(mutex_of(mutex));
+}
+
+struct mac_link platform_list_poison(void)
+{
+	return (struct mac_link){ LIST_POISON1, LIST_POISON2 };
 }
