@@ -35,6 +35,8 @@ struct diag_file {
 
 /**
  * diag_create_kobject - make the directory object of a module
+ * @name: name of the module; when it goes, the object goes
+ *
  * Context: may sleep. Return: the object, or null.
  */
 void *diag_create_kobject(const char *name);

@@ -15,7 +15,8 @@ PLATFORM_BEGIN
  * @inst: instance id
  * @chip: chip (or section) number
  * @offset: first byte, counted from the start of the section
- * @buf: destination, @len bytes
+ * @buf: destination, @len bytes of the heap, never of a stack: a device may fill it
+ * by itself
  * @len: number of bytes; 0 is allowed
  *
  * Context: may sleep; no spinlock held.
@@ -27,8 +28,9 @@ u32 drv_flash_read(u32 inst, u32 chip, u32 offset, u8 *buf, u32 len);
 /**
  * drv_flash_write - store bytes in a flash section
  *
- * Arguments and context as drv_flash_read(); @buf is left unchanged. Bytes of
- * the same erase blocks outside the range keep their values.
+ * Arguments and context as drv_flash_read(); @buf may lie anywhere and is left
+ * unchanged. Bytes of the same erase blocks outside the range keep their values, and
+ * blocks that are locked are locked again.
  *
  * Return: 0 when all bytes are stored and read back equal, else a code of the
  * service.

@@ -5,14 +5,15 @@
 #include <linux/module.h>
 #include <linux/mutex.h>
 #include <linux/slab.h>
+#include <linux/string.h>
 
 #include "platform/diag.h"
 #include "services.h"
 
+/* Its name is that of the module whose it is. */
 struct object {
 	struct list_head list;
 	struct kobject *kobject;
-	unsigned long caller;
 };
 
 static LIST_HEAD(objects);
@@ -30,13 +31,12 @@ void *diag_create_kobject(const char *name)
 		kfree(object);
 		return NULL;
 	}
-	object->caller = (unsigned long)__builtin_return_address(0);
 	mutex_lock(&objects_mutex);
 	list_add_tail(&object->list, &objects);
 	mutex_unlock(&objects_mutex);
 	return object->kobject;
 }
-EXPORT_SYMBOL(diag_create_kobject);
+EXPORT_SYMBOL_GPL(diag_create_kobject);
 
 static void remove_object(struct object *object)
 {
@@ -66,7 +66,7 @@ void diag_forget(const struct module *module)
 
 	mutex_lock(&objects_mutex);
 	list_for_each_entry_safe(object, next, &objects, list) {
-		if (within_module(object->caller, module))
+		if (strcmp(kobject_name(object->kobject), module->name) == 0)
 			remove_object(object);
 	}
 	mutex_unlock(&objects_mutex);
@@ -107,7 +107,13 @@ void diag_start(struct kobject *parent_kobject)
 	parent = parent_kobject;
 }
 
+/* What is left has no module of its name. */
 void diag_stop(void)
 {
+	struct object *object;
+	struct object *next;
+
+	list_for_each_entry_safe(object, next, &objects, list)
+		remove_object(object);
 	parent = NULL;
 }

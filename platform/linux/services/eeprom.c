@@ -186,7 +186,7 @@ u32 drv_eeprom_read_data(u32 inst, u32 number, u32 offset, u8 *buf, u32 len)
 	close_chip(&chip);
 	return result;
 }
-EXPORT_SYMBOL(drv_eeprom_read_data);
+EXPORT_SYMBOL_GPL(drv_eeprom_read_data);
 
 /* Writes what differs and reads it back: a write-protected chip takes a write in
  * silence. @stored has room for @len bytes. */
@@ -230,4 +230,4 @@ u32 drv_eeprom_write_data(u32 inst, u32 number, u32 offset, const u8 *buf, u32 l
 	close_chip(&chip);
 	return result;
 }
-EXPORT_SYMBOL(drv_eeprom_write_data);
+EXPORT_SYMBOL_GPL(drv_eeprom_write_data);

@@ -11,13 +11,15 @@
 #include "platform/env.h"
 #include "services.h"
 
+#define ENV_OBSOLETE 0 /* the flag of a copy that was retired */
+
 static DEFINE_MUTEX(env_mutex);
 
 /* Where the environment lies. */
 struct env_place {
 	const char *partition;
 	u32 size;
-	u32 offset[2];
+	u64 offset[2];
 	u32 flags;
 };
 
@@ -49,6 +51,18 @@ static u32 flags_of(board_node node, const char *partition)
 	return nor ? COMMON_ENV_BOOLEAN : COMMON_ENV_COUNTER;
 }
 
+/* Saving one copy would write into the other. */
+static bool copies_overlap(const struct env_place *place)
+{
+	if (place->offset[0] >= place->offset[1] + place->size ||
+	    place->offset[1] >= place->offset[0] + place->size)
+		return false;
+	dev_err_ratelimited(services_device(),
+			    "the environment in %s is refused: its copies at 0x%llx and 0x%llx overlap, each has 0x%x bytes\n",
+			    place->partition, place->offset[0], place->offset[1], place->size);
+	return true;
+}
+
 static u32 find_place(struct env_place *place)
 {
 	board_node node = board_tree_child(board_tree(), board_platform(), "env");
@@ -60,10 +74,15 @@ static u32 find_place(struct env_place *place)
 	if (!place->partition || place->size < 8)
 		return SERVICE_NO_ENV;
 	place->offset[0] = board_number(node, "offset", 0);
-	place->offset[1] = board_number(node, "redundant_offset", place->offset[0] + place->size);
+	place->offset[1] = place->offset[0] + place->size;
+	if (board_tree_attribute(board_tree(), node, "redundant_offset"))
+		place->offset[1] = board_number(node, "redundant_offset", 0);
 	place->flags = COMMON_ENV_SINGLE;
-	if (board_number(node, "redundant", 0))
-		place->flags = flags_of(node, place->partition);
+	if (!board_number(node, "redundant", 0))
+		return SERVICE_OK;
+	if (copies_overlap(place))
+		return SERVICE_ENV_OVERLAP;
+	place->flags = flags_of(node, place->partition);
 	return SERVICE_OK;
 }
 
@@ -77,16 +96,20 @@ static void drop(struct env_image *image)
  * A read that fails once is tried again: a count that cannot be read would pass for
  * one that is not there, and that means 16 addresses.
  */
-static u32 read_twice(const char *partition, u32 offset, u8 *bytes, u32 len)
+static u32 read_twice(const char *partition, u64 offset, u8 *bytes, u32 len)
 {
 	u32 result = flash_read(partition, offset, bytes, len);
 
 	return result ? flash_read(partition, offset, bytes, len) : SERVICE_OK;
 }
 
-/* The copy that is current if it is valid: the flags say so before any of the data. */
-static u32 find_preferred(const struct env_place *place, u32 *copy)
+/*
+ * The copy that is current if it is valid: the flags say so before any of the data. They
+ * are read into the image's memory, for a device may want more than a stack.
+ */
+static u32 find_preferred(const struct env_image *image, u32 *copy)
 {
+	const struct env_place *place = &image->place;
 	u8 flag[2];
 	u32 i;
 
@@ -95,10 +118,11 @@ static u32 find_preferred(const struct env_place *place, u32 *copy)
 		return SERVICE_OK;
 	for (i = 0; i < 2; i++) {
 		u32 result = read_twice(place->partition,
-					place->offset[i] + COMMON_ENV_FLAG_OFFSET, &flag[i], 1);
+					place->offset[i] + COMMON_ENV_FLAG_OFFSET, image->bytes, 1);
 
 		if (result)
 			return result;
+		flag[i] = image->bytes[0];
 	}
 	*copy = common_env_preferred(flag[0], flag[1], place->flags);
 	return SERVICE_OK;
@@ -111,7 +135,7 @@ static u32 read_current(struct env_image *image)
 	u32 copies = place->flags == COMMON_ENV_SINGLE ? 1 : 2;
 	bool erased = true;
 	u32 first;
-	u32 result = find_preferred(place, &first);
+	u32 result = find_preferred(image, &first);
 	u32 i;
 
 	for (i = 0; i < copies && !result; i++) {
@@ -192,7 +216,7 @@ u32 drv_env_get(const char *name, char *value, u32 size)
 	mutex_unlock(&env_mutex);
 	return result;
 }
-EXPORT_SYMBOL(drv_env_get);
+EXPORT_SYMBOL_GPL(drv_env_get);
 
 static u32 set_variable(const char *name, const char *value)
 {
@@ -227,11 +251,10 @@ u32 drv_env_set(const char *name, const char *value)
 	mutex_unlock(&env_mutex);
 	return result;
 }
-EXPORT_SYMBOL(drv_env_set);
+EXPORT_SYMBOL_GPL(drv_env_set);
 
 static u32 store(struct env_image *image)
 {
-	static const u8 obsolete;
 	struct env_place *place = &image->place;
 	bool redundant = place->flags != COMMON_ENV_SINGLE;
 	u32 target = redundant && image->chosen == 0 ? 1 : 0;
@@ -242,9 +265,10 @@ static u32 store(struct env_image *image)
 	result = flash_write(place->partition, place->offset[target], image->bytes, place->size);
 	if (result || place->flags != COMMON_ENV_BOOLEAN || image->chosen < 0)
 		return result;
-	/* Both are marked active now: retire the old copy in place. */
+	/* Both are marked active now: retire the old copy in place. The image is done with. */
+	image->bytes[0] = ENV_OBSOLETE;
 	return flash_write(place->partition, place->offset[image->chosen] + COMMON_ENV_FLAG_OFFSET,
-			   &obsolete, 1);
+			   image->bytes, 1);
 }
 
 u32 drv_env_save(void)
@@ -258,4 +282,10 @@ u32 drv_env_save(void)
 	mutex_unlock(&env_mutex);
 	return result;
 }
-EXPORT_SYMBOL(drv_env_save);
+EXPORT_SYMBOL_GPL(drv_env_save);
+
+/* What was set and never saved. */
+void env_stop(void)
+{
+	drop(&working);
+}

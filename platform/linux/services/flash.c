@@ -21,7 +21,7 @@ void flash_start(void)
 	guard_start("flash", &flash_guard);
 }
 
-static u32 read_bytes(struct mtd_info *mtd, u32 offset, u8 *buf, u32 len)
+static u32 read_bytes(struct mtd_info *mtd, u64 offset, u8 *buf, u32 len)
 {
 	size_t moved = 0;
 	int result = mtd_read(mtd, offset, len, &moved, buf);
@@ -31,7 +31,7 @@ static u32 read_bytes(struct mtd_info *mtd, u32 offset, u8 *buf, u32 len)
 	return result || moved != len ? SERVICE_IO_ERROR : SERVICE_OK;
 }
 
-static u32 program(struct mtd_info *mtd, u32 offset, const u8 *buf, u32 len)
+static u32 program(struct mtd_info *mtd, u64 offset, const u8 *buf, u32 len)
 {
 	size_t moved = 0;
 	int result = mtd_write(mtd, offset, len, &moved, buf);
@@ -59,8 +59,41 @@ static u32 changed_range(const u8 *old, const u8 *new, u32 len, u32 *first, bool
 	return found ? last - *first + 1 : 0;
 }
 
-/* @whole holds an erase block; @buf goes to offset @from of the block at @start. */
-static u32 write_block(struct mtd_info *mtd, u32 start, u32 from, const u8 *buf, u32 len,
+/*
+ * What changes in the erase block at @start: @count bytes from @from on. @whole holds the
+ * block as it is to be, and is what goes to the device: callers' buffers may lie where
+ * it cannot reach.
+ */
+static u32 change_block(struct mtd_info *mtd, u64 start, u32 from, u32 count, const u8 *whole,
+			bool only_clears)
+{
+	if (only_clears && mtd->type == MTD_NORFLASH && mtd->writesize == 1)
+		return program(mtd, start + from, whole + from, count);
+	if (compat_mtd_erase(mtd, start, mtd->erasesize))
+		return SERVICE_IO_ERROR;
+	return program(mtd, start, whole, mtd->erasesize);
+}
+
+/* A block that is locked is unlocked for the change, and locked again whatever came of it.
+ * Of devices that cannot tell none is unlocked. */
+static u32 change_locked_block(struct mtd_info *mtd, u64 start, u32 from, u32 count,
+			       const u8 *whole, bool only_clears)
+{
+	bool locked = mtd_is_locked(mtd, start, mtd->erasesize) > 0;
+	u32 result;
+
+	if (locked && mtd_unlock(mtd, start, mtd->erasesize))
+		return SERVICE_IO_ERROR;
+	result = change_block(mtd, start, from, count, whole, only_clears);
+	if (locked && mtd_lock(mtd, start, mtd->erasesize))
+		dev_err_ratelimited(services_device(),
+				    "%s: the block at 0x%llx cannot be locked again\n", mtd->name,
+				    start);
+	return result;
+}
+
+/* @whole has room for an erase block; @buf goes to offset @from of the block at @start. */
+static u32 write_block(struct mtd_info *mtd, u64 start, u32 from, const u8 *buf, u32 len,
 		       u8 *whole)
 {
 	bool only_clears;
@@ -73,26 +106,16 @@ static u32 write_block(struct mtd_info *mtd, u32 start, u32 from, const u8 *buf,
 	count = changed_range(whole + from, buf, len, &first, &only_clears);
 	if (!count)
 		return SERVICE_OK;
-	/* Devices without locks refuse the unlock, which does not matter. */
-	mtd_unlock(mtd, start, mtd->erasesize);
-	if (only_clears && mtd->type == MTD_NORFLASH && mtd->writesize == 1) {
-		result = program(mtd, start + from + first, buf + first, count);
-	} else {
-		memcpy(whole + from, buf, len);
-		result = compat_mtd_erase(mtd, start, mtd->erasesize) ? SERVICE_IO_ERROR :
-									SERVICE_OK;
-		if (!result)
-			result = program(mtd, start, whole, mtd->erasesize);
-	}
-	if (result)
-		return result;
-	result = read_bytes(mtd, start + from, whole + from, len);
+	memcpy(whole + from, buf, len);
+	result = change_locked_block(mtd, start, from + first, count, whole, only_clears);
+	if (!result)
+		result = read_bytes(mtd, start + from, whole + from, len);
 	if (result)
 		return result;
 	return memcmp(whole + from, buf, len) ? SERVICE_VERIFY_FAILED : SERVICE_OK;
 }
 
-static u32 write_blocks(struct mtd_info *mtd, u32 offset, const u8 *buf, u32 len)
+static u32 write_blocks(struct mtd_info *mtd, u64 offset, const u8 *buf, u32 len)
 {
 	u32 result = SERVICE_OK;
 	u8 *whole = vmalloc(mtd->erasesize);
@@ -100,7 +123,7 @@ static u32 write_blocks(struct mtd_info *mtd, u32 offset, const u8 *buf, u32 len
 	if (!whole)
 		return SERVICE_NO_MEMORY;
 	while (len && !result) {
-		u32 from = offset % mtd->erasesize;
+		u32 from = mtd_mod_by_eb(offset, mtd);
 		u32 here = min(len, mtd->erasesize - from);
 
 		result = write_block(mtd, offset - from, from, buf, here, whole);
@@ -112,7 +135,31 @@ static u32 write_blocks(struct mtd_info *mtd, u32 offset, const u8 *buf, u32 len
 	return result;
 }
 
-static struct mtd_info *open_partition(const char *partition, u32 offset, u32 len, u32 *result)
+/*
+ * NAND has bad blocks, and pages that are written once; RAM stands for NOR where there is
+ * none. Before anything is done to a partition that cannot be written, its locks
+ * included, a write of it is refused.
+ */
+static u32 refuse(const struct mtd_info *mtd, u64 offset, u32 len, bool writing)
+{
+	if (mtd->type != MTD_NORFLASH && mtd->type != MTD_RAM) {
+		dev_err_ratelimited(services_device(),
+				    "%s is no NOR flash (its MTD type is %u): no record is kept there\n",
+				    mtd->name, mtd->type);
+		return SERVICE_NOT_NOR;
+	}
+	if (offset + len > mtd->size)
+		return SERVICE_OUT_OF_RANGE;
+	if (writing && !(mtd->flags & MTD_WRITEABLE)) {
+		dev_err_ratelimited(services_device(), "%s is read-only: nothing is written\n",
+				    mtd->name);
+		return SERVICE_READ_ONLY;
+	}
+	return SERVICE_OK;
+}
+
+static struct mtd_info *open_partition(const char *partition, u64 offset, u32 len, bool writing,
+				       u32 *result)
 {
 	struct mtd_info *mtd = get_mtd_device_nm(partition);
 
@@ -120,18 +167,17 @@ static struct mtd_info *open_partition(const char *partition, u32 offset, u32 le
 		*result = SERVICE_NO_CHIP;
 		return NULL;
 	}
-	if ((u64)offset + len > mtd->size) {
-		put_mtd_device(mtd);
-		*result = SERVICE_OUT_OF_RANGE;
-		return NULL;
-	}
-	return mtd;
+	*result = refuse(mtd, offset, len, writing);
+	if (!*result)
+		return mtd;
+	put_mtd_device(mtd);
+	return NULL;
 }
 
-u32 flash_read(const char *partition, u32 offset, u8 *buf, u32 len)
+u32 flash_read(const char *partition, u64 offset, u8 *buf, u32 len)
 {
 	u32 result;
-	struct mtd_info *mtd = open_partition(partition, offset, len, &result);
+	struct mtd_info *mtd = open_partition(partition, offset, len, false, &result);
 
 	if (!mtd)
 		return result;
@@ -142,10 +188,10 @@ u32 flash_read(const char *partition, u32 offset, u8 *buf, u32 len)
 	return result;
 }
 
-u32 flash_write(const char *partition, u32 offset, const u8 *buf, u32 len)
+u32 flash_write(const char *partition, u64 offset, const u8 *buf, u32 len)
 {
 	u32 result;
-	struct mtd_info *mtd = open_partition(partition, offset, len, &result);
+	struct mtd_info *mtd = open_partition(partition, offset, len, true, &result);
 
 	if (!mtd)
 		return result;
@@ -168,7 +214,7 @@ u32 drv_flash_read(u32 inst, u32 chip, u32 offset, u8 *buf, u32 len)
 		return SERVICE_NO_CHIP;
 	return buf ? flash_read(medium->name, offset, buf, len) : SERVICE_NULL_ARGUMENT;
 }
-EXPORT_SYMBOL(drv_flash_read);
+EXPORT_SYMBOL_GPL(drv_flash_read);
 
 u32 drv_flash_write(u32 inst, u32 chip, u32 offset, const u8 *buf, u32 len)
 {
@@ -178,4 +224,4 @@ u32 drv_flash_write(u32 inst, u32 chip, u32 offset, const u8 *buf, u32 len)
 		return SERVICE_NO_CHIP;
 	return buf ? flash_write(medium->name, offset, buf, len) : SERVICE_NULL_ARGUMENT;
 }
-EXPORT_SYMBOL(drv_flash_write);
+EXPORT_SYMBOL_GPL(drv_flash_write);

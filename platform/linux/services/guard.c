@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 /* Ranges that take no more writes: said once, and shown in debugfs, one a line. */
-#include <linux/debugfs.h>
 #include <linux/seq_file.h>
 
 #include "services.h"
@@ -17,8 +16,8 @@ void guard_note(struct write_guard *guard, const char *kind, u32 medium, u32 off
 		return;
 	if (write_guard_note(guard, medium, offset, len, result == SERVICE_OK))
 		dev_err(services_device(),
-			"%s %u: bytes 0x%x to 0x%x did not take %u writes in a row; they are refused until mac_platform is loaded again\n",
-			kind, medium, offset, offset + len - 1, WRITE_GUARD_LIMIT);
+			"%s %u: bytes 0x%x to 0x%llx did not take %u writes in a row; they are refused until mac_platform is loaded again\n",
+			kind, medium, offset, (u64)offset + len - 1, WRITE_GUARD_LIMIT);
 }
 
 static int show_guard(struct seq_file *file, void *unused)
@@ -55,5 +54,5 @@ void guard_start(const char *kind, struct write_guard *guard)
 	char name[32];
 
 	scnprintf(name, sizeof(name), "failing_%s_writes", kind);
-	debugfs_create_file(name, 0400, services_folder(), guard, &guard_operations);
+	services_file(name, guard, &guard_operations);
 }

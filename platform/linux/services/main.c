@@ -130,11 +130,14 @@ int snprintf_truncated_s(char *dest, size_t room, const char *format, ...)
 }
 EXPORT_SYMBOL(snprintf_truncated_s);
 
-/* A module that goes away takes its drivers and objects with it. */
+/* A module that goes away takes its drivers and objects with it. Before 5.10 the kernel does
+ * not ask whether it may come. */
 static int module_changed(struct notifier_block *block, unsigned long state, void *data)
 {
+	if (state == MODULE_STATE_COMING)
+		return notifier_from_errno(driver_module_comes(data));
 	if (state == MODULE_STATE_GOING) {
-		driver_forget(data);
+		driver_module_goes(data);
 		diag_forget(data);
 	}
 	return NOTIFY_OK;
@@ -181,7 +184,9 @@ no_board:
 static void __exit services_unload(void)
 {
 	unregister_module_notifier(&module_notifier);
+	driver_stop();
 	diag_stop();
+	env_stop();
 	xml_stop();
 	log_stop();
 	media_stop();

@@ -4,6 +4,7 @@
 #define PLATFORM_LINUX_SERVICES_H
 
 #include <linux/device.h>
+#include <linux/fs.h>
 #include <linux/module.h>
 #include <linux/types.h>
 
@@ -54,8 +55,8 @@ void guard_note(struct write_guard *guard, const char *kind, u32 medium, u32 off
 void guard_start(const char *kind, struct write_guard *guard);
 void flash_start(void);
 void eeprom_start(void);
-/* The folder in debugfs. */
-struct dentry *services_folder(void);
+/* A file for reading in the services' folder in debugfs; none where there is no folder. */
+void services_file(const char *name, void *data, const struct file_operations *operations);
 
 int log_start(void);
 void log_stop(void);
@@ -64,12 +65,17 @@ void diag_start(struct kobject *parent);
 void diag_stop(void);
 /* Drops the objects of a module that goes away. */
 void diag_forget(const struct module *module);
-void driver_forget(const struct module *module);
+/* A module is being loaded (0 or -ENOMEM: its drivers would be nobody's); one goes, with its
+ * drivers and with what it held of others. */
+int driver_module_comes(struct module *module);
+void driver_module_goes(const struct module *module);
+void driver_stop(void);
+void env_stop(void);
 void xml_stop(void);
 
 /* Reads, or stores with read-modify-erase-write and read-back, bytes of a flash
- * partition. 0 or a service_status. May sleep. */
-u32 flash_read(const char *partition, u32 offset, u8 *buf, u32 len);
-u32 flash_write(const char *partition, u32 offset, const u8 *buf, u32 len);
+ * partition; @buf as drv_flash_read() wants it. 0 or a service_status. May sleep. */
+u32 flash_read(const char *partition, u64 offset, u8 *buf, u32 len);
+u32 flash_write(const char *partition, u64 offset, const u8 *buf, u32 len);
 
 #endif
