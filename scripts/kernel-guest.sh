@@ -77,7 +77,7 @@ kernel_has() { grep -q "^$1=[ym]" "$kernel"/boot/config-*; }
 
 # The test modules that this kernel can have.
 test_modules() {
-	echo board consumer empty
+	echo board consumer vendor empty
 	! kernel_has CONFIG_KPROBES || echo fault
 }
 
@@ -139,10 +139,19 @@ allowed() {
 	return 1
 }
 
+# What is exported to GPL-compatible modules only: what hands on such functions of the kernel.
+check_licences() {
+	local found
+	found=$(awk '$4 == "EXPORT_SYMBOL_GPL" { print $2 }' "$build/modules/Module.symvers" | sort | tr '\n' ' ')
+	[ "$found" = "diag_create_kobject drv_eeprom_read_data drv_eeprom_write_data drv_env_get drv_env_save drv_env_set drv_flash_read drv_flash_write " ] ||
+		fail "exported to GPL-compatible modules only: $found"
+}
+
 # mac_mng.ko exports the ten functions, with versions where the kernel has them, and
 # needs nothing but what is listed of the kernel and of the platform's services.
 check_symbols() {
 	local exported symbol
+	check_licences
 	exported=$(awk '$3 ~ /mac_mng$/ { print $2 }' "$build/modules/Module.symvers" | sort | tr '\n' ' ')
 	[ "$exported" = "drv_mac_deinit drv_mac_get_addr drv_mac_get_addr_num drv_mac_get_num drv_mac_init drv_mac_patch_func1 drv_mac_patch_func2 drv_mac_set_addr drv_mac_set_addr_num drv_mac_set_num " ] ||
 		fail "mac_mng.ko exports: $exported"
@@ -210,6 +219,11 @@ add_firmware() {
 	"$host_macctl" --board tests/kernel/cfi.xml board compile "$folder/cfi.dtb"
 	echo "no board at all" >"$folder/garbage.dtb"
 	sed 's/ibm-3740/nothing!/' "$folder/board.dtb" >"$folder/crc.dtb"
+	# Names of the same length, so that nothing in the compiled board moves.
+	sed 's/drv_mac_eeprom/drv_mac_vendor/g' "$folder/board.dtb" >"$folder/vendor.dtb"
+	sed 's/manuinfo/manuread/g' "$folder/board.dtb" >"$folder/readonly.dtb"
+	sed 's/manuinfo/manunand/g' "$folder/board.dtb" >"$folder/nand.dtb"
+	sed 's/0x10000\x00/0x00010\x00/g' "$folder/board.dtb" >"$folder/overlap.dtb"
 }
 
 build_initramfs() {

@@ -18,9 +18,15 @@ build_for() {
 	build_initramfs
 }
 
+# What runs beside something else needs a processor for each.
+add_processors() {
+	[ "$1" != callers ] || qemu+=(-smp 2)
+}
+
 # run_checked RUN SECONDS APPEND...
 run_checked() {
 	use_kernel arm64 debug
+	add_processors "$1"
 	lane=$name-$1
 	boot "$1" "$2" "$checked" "mac_run=$1" "${@:3}"
 	verdict "$1"
@@ -59,14 +65,23 @@ plant() {
 	pack_initramfs
 }
 
+# run_planted NAME RUN SECONDS APPEND...: a run that passes with what was planted.
+run_planted() {
+	use_kernel arm64 debug
+	add_processors "$2"
+	build=$PWD/build/planted/$1
+	lane=planted-$1
+	boot "$2" "$3" "$checked" "mac_run=$2" "${@:4}"
+	verdict "$2"
+}
+
 # must_be_seen NAME RUN REPORT APPEND...: the run has to fail, and the report to be there.
 must_be_seen() {
+	local status=0
+	(run_planted "$1" "$2" 300 "${@:4}") || status=$?
 	use_kernel arm64 debug
 	build=$PWD/build/planted/$1
 	lane=planted-$1
-	boot "$2" 300 "$checked" "mac_run=$2" "${@:4}"
-	local status=0
-	(verdict "$2") || status=$?
 	rm -f "build/results/$lane" # a failure here is what was to come
 	if [ "$status" -eq 0 ]; then
 		echo "the run passes with the fault planted"
@@ -93,13 +108,18 @@ rm -rf build/planted
 mkdir -p $jobs
 build_for debug
 build_for plain
-plant bounds core/mac_area.cc 's/platform_zalloc(u64{size} + mac::kRecordSlack)/platform_zalloc(u64{size} \/ 2)/'
-plant leak core/mac_data.cc '/^void mac_data_remove/,/^}/{/platform_free(mng);/d}'
+plant bounds core/mac_area.cc 's/platform_kept_zalloc(u64{size} + mac::kRecordSlack)/platform_kept_zalloc(u64{size} \/ 2)/'
+plant leak core/mac_data.cc '/^void mac_data_remove/,/^}/{/mac::free_later(mng);/d}'
 plant order service/mac_func.cc \
 	's/^    const mac::SpinGuard guard(config->lock);/    { const mac::SpinGuard first(g_mac_func.lock); const mac::SpinGuard second(config->lock); }\n&\n    const mac::SpinGuard third(g_mac_func.lock);/'
 plant sleep service/mac_func.cc \
 	's/^    const mac::SpinGuard guard(config->lock);/&\n    platform_free(platform_zalloc(8));/; s/^#include "base\/log.h"/&\n#include "platform\/memory.h"/'
+plant early platform/linux/mng/mng_reclaim.c \
+	's/call_srcu(&calls, (struct rcu_head \*)record, release_record);/release_record((struct rcu_head *)record);/'
+# No fault: a kernel without sleepable RCU.
+plant counter platform/linux/compat.h 's/^#define COMPAT_SRCU$//'
 echo "== kernel-arm64-debug: running"
+start callers run_checked callers 900 kmemleak=off
 # Without leak detection where it is not used, for it takes half a minute to start.
 start failures run_checked failures 600 kmemleak=off
 start test run_checked test 600 kmemleak=off
@@ -109,6 +129,8 @@ start fuzz run_checked fuzz 300 kmemleak=off
 start planted-leak must_be_seen leak leaks 'not ok .* objects leak'
 start planted-bounds must_be_seen bounds commands 'BUG: KASAN: slab-out-of-bounds' kmemleak=off
 start planted-order must_be_seen order commands 'possible circular locking dependency' kmemleak=off
+start counter run_planted counter callers 300 kmemleak=off mac_rounds=1000
+start planted-early must_be_seen early callers 'BUG: KASAN: (slab-)?use-after-free' kmemleak=off mac_rounds=1000
 start planted-sleep must_be_seen sleep commands 'BUG: sleeping function called' kmemleak=off
 finish_all
 # varies ROW RUN EXPRESSION: the sum of the numbers that sed finds in what a run has said.

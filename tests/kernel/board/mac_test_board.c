@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 /*
  * A board for the kernel tests: an MTD device with NOR rules that holds the
- * partitions "manuinfo" and "u-boot-env", and an I2C adapter with four 24Cxx
- * chips. The real MTD core, at24 and nvmem sit on top.
+ * partitions "manuinfo", "u-boot-env" and "manuread" (read-only), a NAND device
+ * "manunand", and an I2C adapter with four 24Cxx chips. The real MTD core, at24 and
+ * nvmem sit on top.
  *
  * Faults are switched on in debugfs, folder mac_test_board: each file holds the
- * number of the next operation of its kind that the fault hits, 0 for none.
+ * number of the next operation of its kind that the fault hits, 0 for none; "delay" is
+ * how many milliseconds each takes.
  */
 #include <linux/debugfs.h>
+#include <linux/delay.h>
 #include <linux/i2c.h>
+#include <linux/mm.h>
 #include <linux/module.h>
 #include <linux/mtd/mtd.h>
 #include <linux/mtd/partitions.h>
@@ -18,14 +22,20 @@
 #if LINUX_VERSION_CODE < KERNEL_VERSION(4, 12, 0)
 #include <linux/platform_data/at24.h>
 #endif
+#if LINUX_VERSION_CODE >= KERNEL_VERSION(4, 11, 0)
+#include <linux/sched/task_stack.h>
+#else
+#include <linux/sched.h>
+#endif
 
-#define NOR_BYTES 0x40000
+#define NOR_BYTES 0x60000
 #define NOR_ERASE 0x10000
 
-/* The N-th operation to come fails, or is dropped in silence. */
+/* The N-th operation to come fails, or is dropped in silence; each takes a while. */
 struct faults {
 	u32 fail;
 	u32 drop;
+	u32 delay;
 	u32 count;
 };
 
@@ -34,6 +44,8 @@ enum outcome { DO, FAIL, DROP };
 static enum outcome next_outcome(struct faults *faults)
 {
 	faults->count++;
+	if (faults->delay)
+		msleep(faults->delay);
 	if (faults->fail && --faults->fail == 0)
 		return FAIL;
 	if (faults->drop && --faults->drop == 0)
@@ -46,8 +58,45 @@ static enum outcome next_outcome(struct faults *faults)
 static u8 *nor;
 static struct faults nor_read_faults, nor_write_faults, nor_erase_faults;
 
+/* Buffers that a device could not reach: on a stack, in a module's or the kernel's image. */
+static u32 nor_foreign;
+
+static void check_buffer(const void *buf)
+{
+	if (object_is_on_stack((void *)buf) || !(is_vmalloc_addr(buf) || virt_addr_valid(buf)))
+		nor_foreign++;
+}
+
+/* Locked erase blocks, a bit each: they are neither erased nor programmed. */
+static u32 nor_locked;
+static u32 nor_unlocks;
+
+static u32 lock_bits(loff_t from, u64 len)
+{
+	return GENMASK((u32)(from + len - 1) / NOR_ERASE, (u32)from / NOR_ERASE);
+}
+
+static int nor_lock(struct mtd_info *mtd, loff_t from, u64 len)
+{
+	nor_locked |= lock_bits(from, len);
+	return 0;
+}
+
+static int nor_unlock(struct mtd_info *mtd, loff_t from, u64 len)
+{
+	nor_unlocks++;
+	nor_locked &= ~lock_bits(from, len);
+	return 0;
+}
+
+static int nor_is_locked(struct mtd_info *mtd, loff_t from, u64 len)
+{
+	return (nor_locked & lock_bits(from, len)) != 0;
+}
+
 static int nor_read(struct mtd_info *mtd, loff_t from, size_t len, size_t *moved, u_char *buf)
 {
+	check_buffer(buf);
 	if (next_outcome(&nor_read_faults) == FAIL)
 		return -EIO;
 	memcpy(buf, nor + from, len);
@@ -70,7 +119,8 @@ static int nor_write(struct mtd_info *mtd, loff_t to, size_t len, size_t *moved,
 	enum outcome outcome = next_outcome(&nor_write_faults);
 	size_t i;
 
-	if (outcome == FAIL)
+	check_buffer(buf);
+	if (outcome == FAIL || nor_is_locked(mtd, to, len))
 		return -EIO;
 	for (i = 0; outcome == DO && i < len; i++)
 		nor[to + i] &= buf[i];
@@ -83,7 +133,7 @@ static int nor_erase(struct mtd_info *mtd, struct erase_info *info)
 {
 	enum outcome outcome = next_outcome(&nor_erase_faults);
 
-	if (outcome == FAIL)
+	if (outcome == FAIL || nor_is_locked(mtd, info->addr, info->len))
 		return -EIO;
 	if (outcome == DO)
 		memset(nor + info->addr, 0xff, info->len);
@@ -99,6 +149,7 @@ static int nor_erase(struct mtd_info *mtd, struct erase_info *info)
 static const struct mtd_partition partitions[] = {
 	{ .name = "manuinfo", .offset = 0, .size = 0x20000 },
 	{ .name = "u-boot-env", .offset = 0x20000, .size = 0x20000 },
+	{ .name = "manuread", .offset = 0x40000, .size = 0x20000, .mask_flags = MTD_WRITEABLE },
 };
 
 static struct mtd_info nor_device = {
@@ -113,6 +164,48 @@ static struct mtd_info nor_device = {
 	._read = nor_read,
 	._write = nor_write,
 	._erase = nor_erase,
+	._lock = nor_lock,
+	._unlock = nor_unlock,
+	._is_locked = nor_is_locked,
+};
+
+/* --- NAND flash: nothing is to be asked of it but what it is --- */
+
+static struct faults nand_faults;
+
+static int nand_read(struct mtd_info *mtd, loff_t from, size_t len, size_t *moved, u_char *buf)
+{
+	next_outcome(&nand_faults);
+	memset(buf, 0xff, len);
+	*moved = len;
+	return 0;
+}
+
+static int nand_write(struct mtd_info *mtd, loff_t to, size_t len, size_t *moved, const u_char *buf)
+{
+	next_outcome(&nand_faults);
+	*moved = len;
+	return 0;
+}
+
+static int nand_erase(struct mtd_info *mtd, struct erase_info *info)
+{
+	next_outcome(&nand_faults);
+	return 0;
+}
+
+static struct mtd_info nand_device = {
+	.name = "manunand",
+	.type = MTD_NANDFLASH,
+	.flags = MTD_CAP_NANDFLASH,
+	.size = 0x20000,
+	.erasesize = NOR_ERASE,
+	.writesize = 2048,
+	.writebufsize = 2048,
+	.owner = THIS_MODULE,
+	._read = nand_read,
+	._write = nand_write,
+	._erase = nand_erase,
 };
 
 /* --- I2C EEPROMs --- */
@@ -294,6 +387,7 @@ static void publish(const char *name, struct faults *faults)
 
 	debugfs_create_u32("fail", 0600, sub, &faults->fail);
 	debugfs_create_u32("drop", 0600, sub, &faults->drop);
+	debugfs_create_u32("delay", 0600, sub, &faults->delay);
 	debugfs_create_u32("count", 0600, sub, &faults->count);
 }
 
@@ -308,6 +402,9 @@ static int __init board_load(void)
 	result = mtd_device_register(&nor_device, partitions, ARRAY_SIZE(partitions));
 	if (result)
 		goto no_nor;
+	result = mtd_device_register(&nand_device, NULL, 0);
+	if (result)
+		goto no_nand;
 	result = i2c_add_numbered_adapter(&bus);
 	if (result)
 		goto no_bus;
@@ -316,6 +413,10 @@ static int __init board_load(void)
 		goto no_chips;
 	folder = debugfs_create_dir("mac_test_board", NULL);
 	debugfs_create_u32("nor_stuck", 0600, folder, &nor_stuck);
+	debugfs_create_u32("nor_foreign", 0400, folder, &nor_foreign);
+	debugfs_create_u32("nor_locked", 0600, folder, &nor_locked);
+	debugfs_create_u32("nor_unlocks", 0400, folder, &nor_unlocks);
+	publish("nand", &nand_faults);
 	publish("nor_read", &nor_read_faults);
 	publish("nor_write", &nor_write_faults);
 	publish("nor_erase", &nor_erase_faults);
@@ -327,6 +428,8 @@ no_chips:
 	remove_chips();
 	i2c_del_adapter(&bus);
 no_bus:
+	mtd_device_unregister(&nand_device);
+no_nand:
 	mtd_device_unregister(&nor_device);
 no_nor:
 	vfree(nor);
@@ -338,6 +441,7 @@ static void __exit board_unload(void)
 	debugfs_remove_recursive(folder);
 	remove_chips();
 	i2c_del_adapter(&bus);
+	mtd_device_unregister(&nand_device);
 	mtd_device_unregister(&nor_device);
 	vfree(nor);
 }

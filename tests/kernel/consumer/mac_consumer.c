@@ -4,7 +4,11 @@
  * calls all ten functions on MAC type 1 and instance 3, once while it loads or, with
  * the parameter "rounds", so many times on a thread of its own. A call that did not
  * do what it should is counted and goes to the kernel log.
+ *
+ * With the parameter "reads" it does nothing but read type 0 of instance 3, which others
+ * mount and unmount, on the last processor.
  */
+#include <linux/cpumask.h>
 #include <linux/err.h>
 #include <linux/kernel.h>
 #include <linux/kthread.h>
@@ -28,6 +32,22 @@ MODULE_PARM_DESC(failures, "calls that did not do what they should");
 static bool finished;
 module_param(finished, bool, 0444);
 MODULE_PARM_DESC(finished, "whether the rounds have ended");
+
+static unsigned int reads;
+module_param(reads, uint, 0444);
+MODULE_PARM_DESC(reads, "reads of instance 3, at least");
+
+static bool enough = true;
+module_param(enough, bool, 0644);
+MODULE_PARM_DESC(enough, "whether these are enough; else it goes on");
+
+static unsigned int answered;
+module_param(answered, uint, 0444);
+MODULE_PARM_DESC(answered, "reads that gave the block's address");
+
+static unsigned int refused;
+module_param(refused, uint, 0444);
+MODULE_PARM_DESC(refused, "reads that met an instance that was not mounted, or being mounted");
 
 static struct task_struct *thread;
 
@@ -89,12 +109,39 @@ static void use_everything(void)
 	mutex_unlock(&consumer_mutex);
 }
 
+/* What a read may come back with that meets an unmounting: no such block, or one that was
+ * mounted again and is empty. */
+static bool is_refusal(u32 result)
+{
+	return result == (u32)MAC_NOT_SUPPORTED || result == (u32)MAC_FAULT ||
+	       result == (u32)MAC_FAIL || result == (u32)MAC_INVALID_VALUE ||
+	       result == 0x90000002;
+}
+
+static void read_other(void)
+{
+	static const u8 base[6] = { 2, 0, 0, 0, 0, 1 };
+	u8 addr[6];
+	u32 result = drv_mac_get_addr(3, 0, addr, sizeof(addr));
+
+	if (result == 0 && !memcmp(addr, base, 6))
+		answered++;
+	else if (is_refusal(result))
+		refused++;
+	else
+		check(false, "a read beside unmounting", result);
+}
+
 static int work(void *unused)
 {
 	unsigned int i;
 
 	for (i = 0; i < rounds && !kthread_should_stop(); i++)
 		use_everything();
+	for (i = 0; (i < reads || !READ_ONCE(enough)) && !kthread_should_stop(); i++) {
+		read_other();
+		cond_resched();
+	}
 	WRITE_ONCE(finished, true);
 	while (!kthread_should_stop())
 		schedule_timeout_interruptible(HZ / 10);
@@ -103,12 +150,17 @@ static int work(void *unused)
 
 static int __init consumer_load(void)
 {
-	if (!rounds) {
+	if (!rounds && !reads) {
 		use_everything();
 		return failures ? -EINVAL : 0;
 	}
-	thread = kthread_run(work, NULL, "mac_consumer");
-	return PTR_ERR_OR_ZERO(thread);
+	thread = kthread_create(work, NULL, "mac_consumer");
+	if (IS_ERR(thread))
+		return PTR_ERR(thread);
+	if (reads)
+		kthread_bind(thread, num_online_cpus() - 1);
+	wake_up_process(thread);
+	return 0;
 }
 
 static void __exit consumer_unload(void)

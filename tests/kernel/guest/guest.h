@@ -48,6 +48,16 @@ void parameter(const char *name, char *value, size_t room);
 /* Load and unload a module of /modules; 0 or an errno. */
 int load(const char *name, const char *parameters);
 int unload(const char *name);
+/* A loaded module's parameter, as a number; of a yes or no 1 or 0. */
+long module_parameter(const char *module, const char *name);
+void set_module_parameter(const char *module, const char *name, const char *value);
+
+/* How often the kernel's log has the text, since the last mark. */
+void log_mark(void);
+int log_count(const char *text);
+/* Of a clock that only goes on. */
+long milliseconds(void);
+
 /* Runs a program; its exit status. */
 int run(const char *program, const char *argument, const char *more);
 
@@ -69,6 +79,10 @@ void eight_processes(void);
 void damage_and_repair(void);
 void failing_media(void);
 void stuck_bit(void);
+/* Locks, kinds and buffers of flash, and a process killed while it waits for it. */
+void flash_service(void);
+void killed_while_waiting(void);
+void limited_lines(void);
 void boot_tools(void);
 /* A platform that does not tell macctl where the records lie. */
 void unknown_layout(void);
@@ -89,6 +103,17 @@ void failing_loads(void);
 void kernel_log(bool failures);
 /* That a worn range is refused is said once. */
 void said_once(void);
+
+/* --- callers.c: modules that call, that are called, and that go --- */
+
+/* A storage driver of another module, and what else such a module may do. */
+void other_module(void);
+/* Start-ups that fail, and what is said of them. */
+void failing_start_ups(void);
+/* Reads on one processor while another mounts and unmounts. */
+void unmounting_under_reads(void);
+/* A variable that is set and never saved; what modules leave in a ring of nobody's. */
+void left_by_modules(void);
 
 /* --- fail_nth.c, fuzz.c, leaks.c: kernels that check themselves --- */
 

@@ -77,6 +77,14 @@ static void start_on_cfi(void)
 	must_load("mac_mng", "");
 }
 
+/* With nothing refused, and no line of a kind printed yet. */
+static void load_anew(void)
+{
+	ok(unload("mac_mng") == 0 && unload("mac_platform") == 0, "unload both");
+	must_load("mac_platform", stock_media ? "board=mac_mng/stock.dtb" : "");
+	must_load("mac_mng", "");
+}
+
 static void everything(void)
 {
 	start_modules();
@@ -100,9 +108,14 @@ static void everything(void)
 	load_and_unload();
 	failing_loads();
 	stuck_bit();
-	ok(unload("mac_mng") == 0 && unload("mac_platform") == 0, "unload both");
-	must_load("mac_platform", stock_media ? "board=mac_mng/stock.dtb" : "");
-	must_load("mac_mng", "");
+	load_anew();
+	limited_lines();
+	flash_service();
+	killed_while_waiting();
+	if (!stock_media)
+		other_module();
+	failing_start_ups();
+	load_anew();
 	ok(run("/guest", "commands", NULL) == 0, "all commands after the reloads");
 	kernel_log(false);
 	said_once();
@@ -135,6 +148,8 @@ static void run_asked(void)
 		leaks();
 	else if (!strcmp(what, "bench"))
 		bench();
+	else if (!strcmp(what, "callers"))
+		unmounting_under_reads();
 	else
 		ok(run("/guest", "commands", NULL) == 0, "all commands");
 	kernel_log(!strcmp(what, "failures"));

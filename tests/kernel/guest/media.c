@@ -2,15 +2,16 @@
 /* Damage underneath and its repair, media that fail, the boot loader's tools on the
  * same environment, and the attribute files. */
 #include <fcntl.h>
+#include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "guest.h"
 
 #define CHIP_264 "/sys/bus/i2c/devices/0-0050/eeprom"
 #define CHIP_265 "/sys/bus/i2c/devices/0-0051/eeprom"
-#define LOG_LEVEL "/sys/module/mac_platform/parameters/log_level"
 #define FAULTS "/sys/kernel/debug/mac_test_board/"
 
 static void plan_fault(const char *file, const char *number)
@@ -119,8 +120,6 @@ void stuck_bit(void)
 	expect(fd, "program type 0", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
 	plan_fault("nor_stuck", "1230"); /* 0x4cd, plus 1: the last byte of the address */
 	poke("/dev/mtd0", 0x4cd, "\x00", 1);
-	/* The module's own lines would push everything else out of the kernel's log. */
-	poke(LOG_LEVEL, 0, "0", 1);
 	before = fault_count("nor_erase/count");
 	for (i = 0; i < 1000; i++)
 		command(fd, MAC_IOCTL_GET_ADDR, &record);
@@ -129,7 +128,163 @@ void stuck_bit(void)
 	ok(file_has("/sys/kernel/debug/mac_platform/failing_flash_writes", "0x4c0 16 16 refused\n"),
 	   "the range is shown as refused");
 	plan_fault("nor_stuck", "0");
-	poke(LOG_LEVEL, 0, "1", 1);
+	close(fd);
+}
+
+/* The board of these modules is another one from now on. */
+static void reload_with(const char *board)
+{
+	ok(unload("mac_mng") == 0 && unload("mac_platform") == 0 && load("mac_platform", board) == 0 &&
+		   load("mac_mng", "") == 0,
+	   "both modules with %s", board[0] ? board : "the board as it was");
+}
+
+static void locked_blocks(int fd)
+{
+	struct mac_ioctl_address record = address(0, 8, "\x00\x11\x22\x33\x44\x70");
+	const unsigned int unlocks = fault_count("nor_unlocks");
+
+	expect(fd, "a write of blocks that are not locked", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	ok(fault_count("nor_unlocks") == unlocks, "unlocks none");
+	plan_fault("nor_locked", "63");
+	record.addr[5] = 0x71;
+	expect(fd, "a write of locked blocks", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	ok(fault_count("nor_unlocks") > unlocks && fault_count("nor_locked") == 63,
+	   "unlocks them and locks them again: 0x%x", fault_count("nor_locked"));
+	expect(fd, "the same bytes", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	record.addr[5] = 0x72;
+	plan_fault("nor_write/fail", "1");
+	expect(fd, "a write that fails", MAC_IOCTL_SET_ADDR_NUM, &record, 0x82000003);
+	ok(fault_count("nor_locked") == 63, "leaves them locked: 0x%x", fault_count("nor_locked"));
+	plan_fault("nor_erase/fail", "1");
+	expect(fd, "an erase that fails", MAC_IOCTL_SET_ADDR_NUM, &record, 0x82000003);
+	ok(fault_count("nor_locked") == 63, "leaves them locked: 0x%x", fault_count("nor_locked"));
+	plan_fault("nor_locked", "0");
+	expect(fd, "after that the block", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+}
+
+/* Partitions that records cannot be kept on. */
+static void refused_partitions(void)
+{
+	struct mac_ioctl_address record = address(0, 8, "\x00\x11\x22\x33\x44\x73");
+	unsigned int unlocks;
+	int fd;
+
+	log_mark();
+	reload_with("board=mac_mng/readonly.dtb");
+	unlocks = fault_count("nor_unlocks");
+	plan_fault("nor_locked", "63");
+	fd = open(DEVICE, O_RDWR);
+	expect(fd, "a write of a read-only partition", MAC_IOCTL_SET_ADDR_NUM, &record, 0x82000009);
+	close(fd);
+	ok(fault_count("nor_unlocks") == unlocks && fault_count("nor_locked") == 63,
+	   "unlocks nothing of it");
+	plan_fault("nor_locked", "0");
+	ok(log_count("manuread is read-only: nothing is written") > 0, "and is told");
+	reload_with("board=mac_mng/nand.dtb");
+	fd = open(DEVICE, O_RDWR);
+	expect(fd, "a partition of NAND flash", MAC_IOCTL_SET_ADDR_NUM, &record, 0x82000008);
+	close(fd);
+	ok(fault_count("nand/count") == 0, "is neither read nor written");
+	ok(log_count("manunand is no NOR flash (its MTD type is 4)") > 0, "and is told");
+	reload_with("board=mac_mng/overlap.dtb");
+	fd = open(DEVICE, O_RDWR);
+	record.type = 2;
+	expect(fd, "copies of the environment that overlap", MAC_IOCTL_SET_ADDR_NUM, &record,
+	       0x82000017);
+	close(fd);
+	ok(log_count("its copies at 0x0 and 0x10 overlap, each has 0x4000 bytes") > 0, "are told");
+	reload_with("");
+}
+
+void flash_service(void)
+{
+	struct mac_ioctl_address record = address(2, 8, "\x00\x11\x22\x33\x44\x74");
+	int fd;
+
+	if (stock_media) {
+		skip("the flash service", "the kernel's own media have no locks and count nothing");
+		return;
+	}
+	fd = open(DEVICE, O_RDWR);
+	locked_blocks(fd);
+	expect(fd, "store the environment's block", MAC_IOCTL_SET_ADDR_NUM, &record, 0);
+	close(fd);
+	refused_partitions();
+	ok(fault_count("nor_foreign") == 0, "%u buffers were none of the heap",
+	   fault_count("nor_foreign"));
+}
+
+static int get_address(void)
+{
+	struct mac_ioctl_address record = address(0, 0, "\0\0\0\0\0");
+	int fd = open(DEVICE, O_RDWR);
+	const bool failed = command(fd, MAC_IOCTL_GET_ADDR, &record) != 0;
+
+	close(fd);
+	return failed;
+}
+
+static pid_t start_getting(void)
+{
+	pid_t child = fork();
+
+	if (child == 0)
+		_exit(get_address());
+	usleep(200000);
+	return child;
+}
+
+/* One command takes a second and a half; another one waits for it and is killed. */
+void killed_while_waiting(void)
+{
+	pid_t working, waiting;
+	int status = 0;
+	long begun;
+
+	if (stock_media) {
+		skip("a process killed while it waits", "the kernel's own media are never slow");
+		return;
+	}
+	plan_fault("nor_read/delay", "1500");
+	working = start_getting();
+	waiting = start_getting();
+	begun = milliseconds();
+	kill(waiting, SIGKILL);
+	waitpid(waiting, &status, 0);
+	ok(WIFSIGNALED(status) && milliseconds() - begun < 700 && waitpid(working, &status, WNOHANG) == 0,
+	   "a process that waits for another one's command can be killed: %ld ms", milliseconds() - begun);
+	plan_fault("nor_read/delay", "0");
+	waitpid(working, &status, 0);
+	ok(WIFEXITED(status) && WEXITSTATUS(status) == 0, "the other one's command succeeds");
+	ok(get_address() == 0, "and so does the next one");
+}
+
+/* A text that comes over and over. */
+void limited_lines(void)
+{
+	static const char text[] = "mac_mng: mac inst 0xffffffff get type[99] addr failed 0x811601a4.";
+	struct mac_ioctl_address record = address(99, 0, "\0\0\0\0\0");
+	int fd = open(DEVICE, O_RDWR);
+	const long begun = milliseconds();
+	int allowed;
+	int count;
+	int i;
+
+	log_mark();
+	for (i = 0; i < 1000; i++)
+		command(fd, MAC_IOCTL_GET_ADDR, &record);
+	allowed = 10 * (int)((milliseconds() - begun) / 5000 + 2);
+	count = log_count(text);
+	ok(count > 0 && count <= allowed, "of 1000 equal lines %d are printed, at most %d", count,
+	   allowed);
+	ok(log_count("mac_mng: mac inst 0xffffffff type 99 find mng no exist.") > 0,
+	   "another text is printed all the same");
+	ok(file_has(RING, "1 mac inst 0xffffffff get type[99] addr failed 0x811601a4.\n1 mac inst"),
+	   "the ring has each");
+	sleep(6);
+	command(fd, MAC_IOCTL_GET_ADDR, &record);
+	ok(log_count(" lines were left out") > 0, "how many were left out is told");
 	close(fd);
 }
 

@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <stdarg.h>
 #include <stdlib.h>
+#include <sys/klog.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "guest.h"
@@ -114,6 +116,61 @@ int load(const char *name, const char *parameters)
 int unload(const char *name)
 {
 	return syscall(SYS_delete_module, name, O_NONBLOCK) ? errno : 0;
+}
+
+long module_parameter(const char *module, const char *name)
+{
+	char path[128];
+	char text[32] = "";
+
+	snprintf(path, sizeof(path), "/sys/module/%s/parameters/%s", module, name);
+	if (peek(path, 0, text, sizeof(text) - 1) <= 0)
+		ok(false, "%s cannot be read", path);
+	return text[0] == 'Y' ? 1 : atol(text);
+}
+
+void set_module_parameter(const char *module, const char *name, const char *value)
+{
+	char path[128];
+
+	snprintf(path, sizeof(path), "/sys/module/%s/parameters/%s", module, name);
+	if (poke(path, 0, value, strlen(value)) != (ssize_t)strlen(value))
+		ok(false, "%s cannot be set", path);
+}
+
+static char mark[32];
+
+void log_mark(void)
+{
+	static int marks;
+
+	/* Else the kernel leaves some of these lines out. */
+	poke("/proc/sys/kernel/printk_devkmsg", 0, "on", 2);
+	snprintf(mark, sizeof(mark), "mac_test: mark %d\n", ++marks);
+	poke("/dev/kmsg", 0, mark, strlen(mark));
+}
+
+int log_count(const char *text)
+{
+	static char log[1 << 20];
+	const int length = klogctl(3, log, sizeof(log) - 1);
+	const char *at;
+	int count = 0;
+
+	log[length < 0 ? 0 : length] = '\0';
+	/* A mark that is no longer there has only newer lines after it. */
+	at = mark[0] ? strstr(log, mark) : NULL;
+	for (at = at ? at : log; (at = strstr(at, text)) != NULL; at += strlen(text))
+		count++;
+	return count;
+}
+
+long milliseconds(void)
+{
+	struct timespec time;
+
+	clock_gettime(CLOCK_MONOTONIC, &time);
+	return time.tv_sec * 1000 + time.tv_nsec / 1000000;
 }
 
 int run(const char *program, const char *argument, const char *more)
