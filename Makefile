@@ -100,7 +100,8 @@ test-kernels: packages-kernels
 	@scripts/test-kernels.sh amd64:6.12:test,stock amd64:6.1:test,stock amd64:5.10:test \
 		arm64:6.12:test arm64:5.10:test
 
-# The kernels are built from source on first use.
+# The kernels are built from source on first use. MAC_CALLER_ROUNDS: how often an instance
+# is unmounted under its reader.
 test-kernel-debug: packages-kernel-debug
 	@scripts/test-kernel-debug.sh
 

@@ -78,7 +78,7 @@ run_planted() {
 # must_be_seen NAME RUN REPORT APPEND...: the run has to fail, and the report to be there.
 must_be_seen() {
 	local status=0
-	(run_planted "$1" "$2" 300 "${@:4}") || status=$?
+	(run_planted "$1" "$2" 600 "${@:4}") || status=$?
 	use_kernel arm64 debug
 	build=$PWD/build/planted/$1
 	lane=planted-$1
@@ -119,17 +119,17 @@ plant early platform/linux/mng/mng_reclaim.c \
 # No fault: a kernel without sleepable RCU.
 plant counter platform/linux/compat.h 's/^#define COMPAT_SRCU$//'
 echo "== kernel-arm64-debug: running"
-start callers run_checked callers 900 kmemleak=off
+start callers run_checked callers 1800 kmemleak=off "mac_rounds=${MAC_CALLER_ROUNDS:-10000}"
 # Without leak detection where it is not used, for it takes half a minute to start.
-start failures run_checked failures 600 kmemleak=off
-start test run_checked test 600 kmemleak=off
+start failures run_checked failures 1200 kmemleak=off
+start test run_checked test 1200 kmemleak=off
 start power-cuts run_power_cuts
-start leaks run_checked leaks 300
-start fuzz run_checked fuzz 300 kmemleak=off
+start leaks run_checked leaks 600
+start fuzz run_checked fuzz 600 kmemleak=off
 start planted-leak must_be_seen leak leaks 'not ok .* objects leak'
 start planted-bounds must_be_seen bounds commands 'BUG: KASAN: slab-out-of-bounds' kmemleak=off
 start planted-order must_be_seen order commands 'possible circular locking dependency' kmemleak=off
-start counter run_planted counter callers 300 kmemleak=off mac_rounds=1000
+start counter run_planted counter callers 600 kmemleak=off mac_rounds=1000
 start planted-early must_be_seen early callers 'BUG: KASAN: (slab-)?use-after-free' kmemleak=off mac_rounds=1000
 start planted-sleep must_be_seen sleep commands 'BUG: sleeping function called' kmemleak=off
 finish_all
