@@ -49,9 +49,8 @@ T* owner_of(platform_reclaim* reclaim) {
 // inside has left. Any context.
 template <typename T>
 void free_later(T* record) {
-    platform_reclaim_later(&record->reclaim, [](platform_reclaim* reclaim) {
-        platform_free(owner_of<T>(reclaim));
-    });
+    platform_reclaim_later(&record->reclaim,
+                           [](platform_reclaim* reclaim) { platform_free(owner_of<T>(reclaim)); });
 }
 
 // Owns one zero-filled record of the record heap until release().

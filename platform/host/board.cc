@@ -72,7 +72,8 @@ public:
         if (device == nullptr) file_.fail(line, image + ": " + error);
         if (writing() && !geometry.writable)
             file_.fail(line, image + ": the MTD device is read-only");
-        if (at_least || access_ == Access::kReadOnly ? geometry.size < size : geometry.size != size) {
+        if (at_least || access_ == Access::kReadOnly ? geometry.size < size
+                                                     : geometry.size != size) {
             file_.fail(line, image + ": the MTD device has " + std::to_string(geometry.size) +
                                  " bytes, expected " + std::to_string(size));
         }
@@ -131,9 +132,7 @@ private:
         return S_ISCHR(status.st_mode) && major(status.st_rdev) == kMtdMajor;
     }
 
-    bool writing() const {
-        return access_ != Access::kReadOnly && access_ != Access::kRehearse;
-    }
+    bool writing() const { return access_ != Access::kReadOnly && access_ != Access::kRehearse; }
 
     bool is_to_be_mended(const ImageSpec& spec) const {
         return access_ == Access::kMend && image_state(file_, spec) == ImageState::kCutShort;

@@ -20,8 +20,7 @@ protected:
     // neither belongs to a run that may write nothing.
     Outcome on_full_disk(const std::string& arguments, int blocks = 0) const {
         return sh("{ ( ulimit -f " + std::to_string(blocks) + "; GCOV_PREFIX=/dev/null " +
-                  program() + arguments +
-                  "; echo \"status $?\" ) 2>&1; } | sed '/^profiling:/d'");
+                  program() + arguments + "; echo \"status $?\" ) 2>&1; } | sed '/^profiling:/d'");
     }
 
     // As a user who may read everything here and write nothing.

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
 // Calls that are inside while their instance is unmounted, or the module shut down.
+#include "platform/reclaim.h"
+
 #include <functional>
 #include <map>
 
@@ -14,7 +16,6 @@
 #include "platform/host/memory_service.h"
 #include "platform/host/reclaim_service.h"
 #include "platform/poison.h"
-#include "platform/reclaim.h"
 #include "tests/support/data_fixture.h"
 #include "tests/support/module_fixture.h"
 

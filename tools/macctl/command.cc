@@ -144,8 +144,8 @@ void refuse_absent(Context& context, const std::string& what) {
     const std::string inst = options.inst ? ", " + instance_name(*options.inst) : "";
     const u32 status = static_cast<u32>(MAC_NOT_SUPPORTED);
     throw Failure(exit_for(status),
-                  fmt::format("{}{}{}: {} (0x{:08x}): the board configures no such block", what, type,
-                              inst, status_name(status), status),
+                  fmt::format("{}{}{}: {} (0x{:08x}): the board configures no such block", what,
+                              type, inst, status_name(status), status),
                   status);
 }
 
