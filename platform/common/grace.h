@@ -31,6 +31,8 @@ static inline u32 grace_enter(struct grace *grace)
 	return grace->joined;
 }
 
+/* NOLINTBEGIN(modernize-use-nullptr): C reads this, too. */
+
 /* What nobody can be using any more, chained by "next". */
 static inline struct platform_reclaim *grace_ready(struct grace *grace)
 {
@@ -50,6 +52,8 @@ static inline struct platform_reclaim *grace_ready(struct grace *grace)
 	}
 	return ready;
 }
+
+/* NOLINTEND(modernize-use-nullptr) */
 
 static inline struct platform_reclaim *grace_leave(struct grace *grace, u32 side)
 {
