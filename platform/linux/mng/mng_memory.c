@@ -3,6 +3,7 @@
 #include <linux/list.h>
 #include <linux/mutex.h>
 #include <linux/poison.h>
+#include <linux/printk.h>
 #include <linux/slab.h>
 #include <linux/spinlock.h>
 #include <linux/string.h>
@@ -81,8 +82,11 @@ void platform_kept_free(void *block)
 	if (!block)
 		return;
 	kept = take_note(block);
-	if (WARN_ON(!kept))
+	if (!kept) {
+		/* Not WARN_ON(): its table holds distances, which kernels before 4.5 refuse. */
+		pr_err("mac_mng: %p was never kept, and is not freed\n", block);
 		return;
+	}
 	kfree(block);
 	kfree(kept);
 }
