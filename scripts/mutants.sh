@@ -94,7 +94,7 @@ fault plain scenarios "the spare is written first" core/mac_data_sync.cc \
 fault plain scenarios "the check value is not compared" storage/formats/mac_qolt.cc \
 	's/return MAC_CHECK_MISMATCH;/return MAC_OK;/; s/? MAC_OK : MAC_CHECK_MISMATCH/? MAC_OK : MAC_OK/'
 without_fault sanitized gcc-sanitized
-fault sanitized gcc-sanitized "records without slack" core/mac_area.cc 's/platform_zalloc(u64{size} + mac::kRecordSlack)/platform_zalloc(u64{size})/'
+fault sanitized gcc-sanitized "records without slack" core/mac_area.cc 's/zalloc(u64{size} + mac::kRecordSlack)/zalloc(u64{size})/'
 
 echo "$passed $failed" >build/results/mutants
 echo "== mutants: $passed passed, $failed failed"
