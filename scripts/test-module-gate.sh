@@ -6,13 +6,13 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/kernel-guest.sh
+. scripts/verdict.sh
 
 use_kernel arm64 6.1
 lane="module-gate"
 build=$PWD/build/module-gate
 fetch_all
 kdir=$(echo "$kernel"/usr/src/linux-headers-*-"$arch")
-passed=0 failed=0
 
 # build_gate NAME FLAGS: the module with these flags. A kernel of old only warns of symbols
 # that nobody has, and so does this build.
@@ -25,17 +25,6 @@ build_gate() {
 		tail -n 20 "$build/$1/build.log" >&2
 		fail "the module \"$1\" does not build"
 	}
-}
-
-# verdict_is NAME EXPECTED FOUND
-verdict_is() {
-	if [ "$2" = "$3" ]; then
-		passed=$((passed + 1))
-		echo "ok      $1"
-	else
-		failed=$((failed + 1))
-		printf 'not ok  %s\n  expected: %s\n  found:    %s\n' "$1" "$2" "$3"
-	fi
 }
 
 # gate NAME [KDIR]: what the gate says of it.
@@ -97,6 +86,4 @@ verdict_is "an export by a distance on 4.4" \
 	"check-modules: mac_gate.ko: gate_main.o: R_AARCH64_PREL32 in __ksymtab, which this kernel does not load" \
 	"$(gate clean "$old")"
 
-echo "$passed $failed" >"build/results/$lane"
-echo "== module-gate: $passed passed, $failed failed"
-[ "$failed" -eq 0 ]
+end_verdicts module-gate
