@@ -66,7 +66,7 @@ test: packages-test
 
 # The unit tests once more with the second compiler.
 test-clang: packages-clang
-	@scripts/run-tests.sh clang-sanitized -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON
+	@scripts/run-tests.sh clang-sanitized -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON -DMAC_UNITY=ON
 
 # KDIR: a kernel tree or its headers; further variables (ARCH, CROSS_COMPILE) pass through.
 KDIR ?= /lib/modules/$(shell uname -r)/build

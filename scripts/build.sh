@@ -4,4 +4,4 @@
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/stage.sh
-build_in release all -DCMAKE_BUILD_TYPE=Release -DMAC_TESTS=OFF -DMAC_STATIC=ON
+build_in release all -DCMAKE_BUILD_TYPE=Release -DMAC_TESTS=OFF -DMAC_STATIC=ON -DMAC_UNITY=ON

@@ -4,7 +4,7 @@
 # the branches.
 set -eu
 cd "$(dirname "$0")/.."
-scripts/run-tests.sh coverage -DCMAKE_CXX_COMPILER=g++ -DCMAKE_BUILD_TYPE=Debug -DMAC_COVERAGE=ON
+scripts/run-tests.sh coverage -DCMAKE_CXX_COMPILER=g++ -DCMAKE_BUILD_TYPE=Debug -DMAC_COVERAGE=ON -DMAC_UNITY=ON
 mkdir -p build/coverage-report
 status=0
 gcovr --root . --object-directory build/coverage \

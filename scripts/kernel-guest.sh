@@ -112,7 +112,7 @@ build_macctl() {
 	*build/release/macctl*) scripts/build.sh ;;
 	esac
 	[ "$macctl" != build/release/macctl ] || return 0
-	build_in "macctl-$arch" macctl -DCMAKE_BUILD_TYPE=Guest -DCMAKE_CXX_FLAGS_GUEST="-O1 -DNDEBUG" -DMAC_TESTS=OFF \
+	build_in "macctl-$arch" macctl -DCMAKE_BUILD_TYPE=Guest -DCMAKE_CXX_FLAGS_GUEST="-O1 -DNDEBUG" -DMAC_TESTS=OFF -DMAC_UNITY=ON \
 		-DCMAKE_SYSTEM_NAME=Linux -DCMAKE_CXX_COMPILER="${cross}g++" \
 		-DCMAKE_LIBRARY_ARCHITECTURE="$triplet" -DCMAKE_FIND_ROOT_PATH="$user" \
 		-DCMAKE_FIND_ROOT_PATH_MODE_PACKAGE=ONLY -DCMAKE_FIND_ROOT_PATH_MODE_PROGRAM=NEVER \

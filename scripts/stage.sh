@@ -12,6 +12,8 @@ if command -v ccache >/dev/null; then
 	export CMAKE_CXX_COMPILER_LAUNCHER="${CMAKE_CXX_COMPILER_LAUNCHER-ccache}"
 	# Copies of the tree, and two folders with the same flags, share what is compiled.
 	export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$PWD}"
+	# What it wants for sources with a precompiled header.
+	export CCACHE_SLOPPINESS="${CCACHE_SLOPPINESS:-pch_defines,time_macros}"
 fi
 
 # stage LOG TEXT COMMAND...: runs the command. A failure shows the end of its output and

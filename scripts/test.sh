@@ -6,7 +6,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/stage.sh
 . scripts/parallel.sh
-sanitized=(gcc-sanitized -DCMAKE_CXX_COMPILER=g++ -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON)
+sanitized=(gcc-sanitized -DCMAKE_CXX_COMPILER=g++ -DCMAKE_BUILD_TYPE=Debug -DMAC_SANITIZE=ON -DMAC_UNITY=ON)
 
 status=0
 # shellcheck disable=SC2154 # $jobs

@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-constexpr size_t kPart = size_t{1} << 20;
+constexpr size_t kFilled = size_t{1} << 20;
 constexpr mode_t kImageMode = 0644;
 
 bool is_erased(const std::filesystem::path& path, size_t size) {
@@ -47,7 +47,7 @@ ImageState image_state(const BoardFile& file, const ImageSpec& spec) {
 void make_image(const BoardFile& file, const ImageSpec& spec) {
     try {
         NewFile image(file.resolve(spec.image), kImageMode);
-        const std::string part(std::min<u64>(spec.size, kPart), '\xff');
+        const std::string part(std::min<u64>(spec.size, kFilled), '\xff');
         for (u64 left = spec.size; left > 0;) {
             const size_t here = std::min<u64>(left, part.size());
             image.write({part.data(), here});

@@ -27,9 +27,9 @@ constinit std::atomic<bool> CountLock::held_{false};
 
 constinit grace calls{};
 
-unsigned length(const platform_reclaim* chain) {
+unsigned length(const platform_reclaim* first) {
     unsigned count = 0;
-    for (; chain != nullptr; chain = chain->next) ++count;
+    for (; first != nullptr; first = first->next) ++count;
     return count;
 }
 

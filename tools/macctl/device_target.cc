@@ -19,7 +19,7 @@ namespace {
 
 constexpr char kRing[] = "/sys/kernel/debug/mac_platform/mac_mng";
 constexpr char kDeviceNumber[] = "/sys/class/misc/mac_mng/dev";
-constexpr char kAttributes[] = "/sys/devices/mac_platform/mac_mng/";
+constexpr char kAttributeFolder[] = "/sys/devices/mac_platform/mac_mng/";
 
 std::string open_failure(int error) {
     switch (error) {
@@ -113,7 +113,7 @@ public:
     }
 
     std::optional<std::string> attribute(const std::string& name) override {
-        std::ifstream stream(kAttributes + name);
+        std::ifstream stream(kAttributeFolder + name);
         if (!stream) return std::nullopt;
         return std::string(std::istreambuf_iterator<char>(stream), {});
     }

@@ -20,11 +20,11 @@ constexpr size_t kDriverNameMax = 39;
 constexpr size_t kStorageNameMax = 31;
 
 constexpr const char* kConfigNode = "mac";
-constexpr const char* kAttributes[] = {"id",      "drv_name", "chip_id",
+constexpr const char* kEntryAttributes[] = {"id",      "drv_name", "chip_id",
                                        "channel", "mac_num",  "storage_name"};
 
 bool is_attribute(const char* name) {
-    return std::any_of(std::begin(kAttributes), std::end(kAttributes),
+    return std::any_of(std::begin(kEntryAttributes), std::end(kEntryAttributes),
                        [name](const char* known) { return std::strcmp(known, name) == 0; });
 }
 

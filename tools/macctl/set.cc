@@ -64,7 +64,7 @@ Situation ask_device(Context& context, const char* why_not) {
     return situation;
 }
 
-Situation look(Context& context, const char* verb) {
+Situation situation_for(Context& context, const char* verb) {
     try {
         return look_at_media(context, verb);
     } catch (const TargetError& error) {
@@ -158,7 +158,7 @@ Result change_block(Context& context, const char* verb, const Situation& situati
 }  // namespace
 
 Result set_addr(Context& context) {
-    const Situation situation = look(context, "set addr");
+    const Situation situation = situation_for(context, "set addr");
     const Block before = whole_block(context, "set addr", situation);
     const Block after{context.options.address, before.num};
     return change_block(context, "set addr", situation, after, [&](const Client& client) {
@@ -167,7 +167,7 @@ Result set_addr(Context& context) {
 }
 
 Result set_num(Context& context) {
-    const Situation situation = look(context, "set num");
+    const Situation situation = situation_for(context, "set num");
     const Block before = whole_block(context, "set num", situation);
     const Block after{before.base, *context.options.num};
     return change_block(context, "set num", situation, after, [&](const Client& client) {
@@ -176,7 +176,7 @@ Result set_num(Context& context) {
 }
 
 Result set_block(Context& context) {
-    const Situation situation = look(context, "set block");
+    const Situation situation = situation_for(context, "set block");
     const Block after{context.options.address, *context.options.num};
     const auto set = situation.before ? &Client::replace_block : &Client::set_block;
     return change_block(context, "set block", situation, after, [&](const Client& client) {

@@ -14,7 +14,7 @@ namespace macctl {
 
 namespace {
 
-constexpr size_t kBarWidth = 30;
+constexpr size_t kProgressWidth = 30;
 
 std::string colours_when;
 
@@ -113,8 +113,8 @@ Progress::~Progress() {
 
 void Progress::step(size_t done) {
     if (!terminal_ || std::chrono::steady_clock::now() - start_ < std::chrono::seconds(1)) return;
-    const size_t filled = total_ == 0 ? kBarWidth : kBarWidth * done / total_;
-    fmt::print(stderr, "\r{} [{:<{}}] {}/{}", label_, std::string(filled, '#'), kBarWidth, done,
+    const size_t filled = total_ == 0 ? kProgressWidth : kProgressWidth * done / total_;
+    fmt::print(stderr, "\r{} [{:<{}}] {}/{}", label_, std::string(filled, '#'), kProgressWidth, done,
                total_);
     std::fflush(stderr);
     shown_ = true;

@@ -11,7 +11,7 @@ namespace macctl {
 namespace {
 
 // The parser's own options.
-constexpr const char* kOwnOptions[] = {"-h", "--help", "--version"};
+constexpr const char* kBareOptions[] = {"-h", "--help", "--version"};
 
 // How many characters have to be added, dropped or replaced to make one of the other.
 size_t distance(std::string_view left, std::string_view right) {
@@ -63,7 +63,7 @@ void add_long_names(std::span<const OptionRow> options, std::vector<std::string>
 }
 
 [[noreturn]] void refuse_option(const CommandRow* row, const std::string& word) {
-    std::vector<std::string> names(std::begin(kOwnOptions), std::end(kOwnOptions));
+    std::vector<std::string> names(std::begin(kBareOptions), std::end(kBareOptions));
     add_long_names(global_options(), &names);
     if (row != nullptr) add_long_names(row->options, &names);
     std::string why = word.starts_with("--") ? suggestion(word, names) : "";
@@ -79,7 +79,7 @@ bool takes_next(const CommandRow* row, const std::string& word) {
     const bool is_long = word.starts_with("--");
     // "--type=0", "-t0"
     const std::string name = is_long ? word.substr(0, word.find('=')) : word.substr(0, 2);
-    if (std::find(std::begin(kOwnOptions), std::end(kOwnOptions), name) != std::end(kOwnOptions)) {
+    if (std::find(std::begin(kBareOptions), std::end(kBareOptions), name) != std::end(kBareOptions)) {
         return false;
     }
     const OptionRow* const option = option_of(row, name);
