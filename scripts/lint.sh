@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# The direction of includes, clang-tidy over the system, the platform and the tools,
-# and the shell scripts, those that macctl makes among them; any finding fails.
+# The direction of includes, the page of messages, clang-tidy over the system, the platform and
+# the tools, and the shell scripts, those that macctl makes among them; any finding fails.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/stage.sh
@@ -23,6 +23,7 @@ completions() {
 }
 
 stage build/includes.log "lint: direction of includes" python3 scripts/check_includes.py --prove
+stage build/messages.log "lint: messages" python3 scripts/check_messages.py --prove
 stage build/shell.log "lint: shell scripts" shellcheck -x scripts/*.sh .ci/run tests/kernel/*.sh
 scripts/build.sh
 stage build/completions.log "lint: completions" completions
