@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: GPL-2.0-only OR BSD-3-Clause
-# Installs the packages of a purpose (demo, test, clang, kernel, kernels, kernel-debug, bench,
-# all) that are missing, as root or with sudo. Does nothing, and asks for nothing, when all
+# Installs the packages of a purpose (demo, test, clang, mutants, kernel, kernels, kernel-debug,
+# bench, all) that are missing, as root or with sudo. Does nothing, and asks for nothing, when all
 # are there.
 set -eu
 cd "$(dirname "$0")/.."
@@ -12,13 +12,14 @@ case "${1:-}" in
 demo) packages=$PACKAGES_DEMO ;;
 test) packages=$PACKAGES_TEST ;;
 clang) packages=$PACKAGES_CLANG ;;
+mutants) packages=$PACKAGES_MUTANTS ;;
 kernel) packages=$PACKAGES_KERNEL ;;
 kernels) packages=$PACKAGES_KERNELS ;;
 kernel-debug) packages=$PACKAGES_KERNEL_DEBUG ;;
 bench) packages=$PACKAGES_BENCH ;;
 all) packages=$PACKAGES_ALL ;;
 *)
-	echo "usage: install-packages.sh demo|test|clang|kernel|kernels|kernel-debug|bench|all" >&2
+	echo "usage: install-packages.sh demo|test|clang|mutants|kernel|kernels|kernel-debug|bench|all" >&2
 	exit 2
 	;;
 esac

@@ -24,6 +24,9 @@ PACKAGES_TEST="$PACKAGES_KERNEL libgtest-dev librapidcheck-dev python3 python3-j
 # The tests once more with the second compiler, and the fuzzers that it brings.
 PACKAGES_CLANG="$PACKAGES_TEST clang libclang-rt-14-dev"
 
+# Faults planted by machine.
+PACKAGES_MUTANTS="$PACKAGES_CLANG lld git"
+
 # Building a kernel that checks itself, and one with CFI flash.
 PACKAGES_KERNEL_DEBUG="$PACKAGES_KERNEL python3 bc bison flex"
 
@@ -31,5 +34,5 @@ PACKAGES_KERNEL_DEBUG="$PACKAGES_KERNEL python3 bc bison flex"
 PACKAGES_BENCH="$PACKAGES_KERNEL_DEBUG valgrind strace libbenchmark-dev libisal-dev"
 
 # Everything that continuous integration runs.
-PACKAGES_ALL="$PACKAGES_CLANG $PACKAGES_KERNELS $PACKAGES_KERNEL_DEBUG $PACKAGES_BENCH
+PACKAGES_ALL="$PACKAGES_MUTANTS $PACKAGES_KERNELS $PACKAGES_KERNEL_DEBUG $PACKAGES_BENCH
 	ccache gcovr clang-tidy shellcheck zsh fish"
