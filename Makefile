@@ -4,7 +4,7 @@
 
 .DEFAULT_GOAL := help
 .PHONY: help build install demo test test-clang test-threads modules test-kernel test-kernels test-kernel-debug test-kernel-trees kernel-gates fuzz bench bench-check \
-	scenarios replay soak mutants freestanding coverage lint clean packages-demo packages-test packages-clang \
+	scenarios replay soak mutants mutants-sample freestanding coverage lint clean packages-demo packages-test packages-clang packages-mutants \
 	packages-kernel packages-kernels packages-kernel-debug packages-bench packages-all
 
 help:
@@ -27,7 +27,8 @@ help:
 	@echo "make bench         measure, and write docs/benchmarks.md; make bench-check: counts that rose"
 	@echo "make scenarios     power cuts, two in a row, and failing media; make replay ID=... for one"
 	@echo "make soak          macctl killed while it writes, 1000 times"
-	@echo "make mutants       builds with one planted fault each, which have to be caught"
+	@echo "make mutants       planted faults, which have to be caught: four by hand, and all that a"
+	@echo "                   machine finds (an hour); make mutants-sample: what changed, and a sample"
 	@echo "make freestanding  gate: the system's objects as a kernel module needs them"
 	@echo "make coverage      line and branch coverage of the system"
 	@echo "make lint          direction of includes, clang-tidy"
@@ -45,6 +46,8 @@ packages-kernel-debug:
 	@scripts/install-packages.sh kernel-debug
 packages-clang:
 	@scripts/install-packages.sh clang
+packages-mutants:
+	@scripts/install-packages.sh mutants
 packages-bench:
 	@scripts/install-packages.sh bench
 packages-all:
@@ -130,9 +133,17 @@ soak: packages-test
 	@scripts/build.sh
 	@python3 tests/soak.py build/release/macctl 1000
 
-# One planted fault in each build: the gates have to catch it.
-mutants: packages-test
+# Planted faults that have to be caught: one in each of a few builds, by the gates; all that
+# a machine finds, by the unit tests. WRITE=1: records the run.
+mutants: packages-mutants
 	@scripts/mutants.sh
+	@scripts/planted-faults.sh prove
+	@scripts/planted-faults.sh full $(if $(WRITE),--write)
+# Of the latter those in functions that changed, and as many others as MAC_SAMPLE_SECONDS allow.
+mutants-sample: packages-mutants
+	@scripts/mutants.sh
+	@scripts/planted-faults.sh prove
+	@scripts/planted-faults.sh sample
 
 freestanding: packages-all
 	@scripts/freestanding.sh
