@@ -4,7 +4,7 @@ import re
 
 from collect import CHOOSE, Collector
 from fault import Piece
-from syntax import INTEGERS, NARROWER, children, stripped, type_of
+from syntax import INTEGERS, NARROWER, WIDTHS, children, stripped, type_of
 import wording
 
 ORDER = {  # relation: the one moved by one, and the bound moved the other way
@@ -121,11 +121,20 @@ class Expressions(Collector):
             word = re.match(r"(?:static_cast<)?(\w+)[>{]", text)
             if word and word.group(1) in NARROWER:
                 now = NARROWER[word.group(1)]
-                self.plant(where, node, "type", "", text.replace(word.group(1), now, 1),
+                # Of a value that fits all the same it is the operation around it that changes.
+                kept = WIDTHS.get(self.cast_from(node), 64) <= WIDTHS.get(now, 0)
+                self.plant(where.at(constant=kept), node, "type", "",
+                           text.replace(word.group(1), now, 1),
                            f"planted::narrow<{now}>(@on, @in)")
         inner = where.inner()
         for child in children(node):
             self.walk(child, inner.at(cast=type_of(node) if type_of(node) in INTEGERS else ""))
+
+    def cast_from(self, node):
+        node = children(node)[-1]
+        while stripped(node).get("kind") == "InitListExpr" and len(children(stripped(node))) == 1:
+            node = children(stripped(node))[0]
+        return type_of(stripped(node))
 
     on_CXXFunctionalCastExpr = cast
     on_CStyleCastExpr = cast

@@ -23,6 +23,7 @@ from build import BuildFailed
 from fault import ROOMS
 from lists import Base, Malformed
 import report
+from runner import Unsound
 from session import Session
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -121,7 +122,7 @@ def main():
     try:
         session = Session(options.root, os.path.join(options.root, options.work), options.jobs)
         results, problems = options.run(session, options)
-    except (BuildFailed, Malformed) as problem:
+    except (BuildFailed, Malformed, Unsound) as problem:
         print(f"planted faults: {problem}", file=sys.stderr)
         return 2
     for problem in problems:

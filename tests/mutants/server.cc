@@ -243,6 +243,8 @@ void note(unsigned number) {
 
 int serve(const std::string& scratch) {
     setenv("TMPDIR", scratch.c_str(), 1);
+    // As a test program that somebody starts at a terminal.
+    for (const int each : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) signal(each, SIG_DFL);
     void* const memory =
         mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     shared = static_cast<Shared*>(memory);

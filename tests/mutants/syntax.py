@@ -105,6 +105,8 @@ INTEGERS = {"unsigned int", "int", "unsigned char", "char", "signed char", "unsi
             "unsigned long", "long", "unsigned long long", "long long"}
 ALIASES = {"u8", "u16", "u32", "u64", "s32", "s64", "size_t", "bool", "uintptr_t"}
 NARROWER = {"u64": "u32", "u32": "u16", "u16": "u8", "s64": "s32", "s32": "short", "size_t": "u32"}
+WIDTHS = {"unsigned char": 8, "char": 8, "signed char": 8, "bool": 8, "unsigned short": 16,
+          "short": 16, "unsigned int": 32, "int": 32, "u8": 8, "u16": 16, "u32": 32, "s32": 32}
 
 
 def stripped(node):
