@@ -12,7 +12,8 @@
   run.py only TEXT            those in whose description the text stands, and what each test
                               that fails says
 
-Options: --jobs N, --root FOLDER (this tree), --work FOLDER (build/planted).
+Options: --jobs N, --root FOLDER (this tree), --work FOLDER (build/planted), --tests REGEX:
+with these tests alone, for a first look; nothing is written and no table is compared.
 """
 import argparse
 import os
@@ -36,7 +37,7 @@ def full(session, options):
     session.keep(results)
     rows = report.tally(results, session.equal)
     print(report.table(rows))
-    if options.write:
+    if options.write and not options.tests:
         surviving = [fault for fault, outcome in results if
                      report.column_of(outcome, session.equal.has(fault)) == "surviving"]
         session.base.write(faults, surviving)
@@ -45,6 +46,8 @@ def full(session, options):
     timeouts = sum(row["time-outs"] for row in rows.values())
     if timeouts * 100 > len(results):
         problems.append(f"{timeouts} time-outs are more than 1 in 100")
+    if options.tests:
+        return results, problems
     page, wanted = report.page_with(session.root, rows)
     if options.write:
         with open(os.path.join(session.root, report.PAGE), "w", encoding="utf-8") as stream:
@@ -95,6 +98,7 @@ def parsed():
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--root", default=ROOT)
     parser.add_argument("--work", default="build/planted")
+    parser.add_argument("--tests", default="", metavar="REGEX")
     modes = parser.add_subparsers(required=True)
     mode = modes.add_parser("full")
     mode.add_argument("--write", action="store_true")
@@ -120,7 +124,8 @@ def parsed():
 def main():
     options = parsed()
     try:
-        session = Session(options.root, os.path.join(options.root, options.work), options.jobs)
+        session = Session(options.root, os.path.join(options.root, options.work), options.jobs,
+                          options.tests)
         results, problems = options.run(session, options)
     except (BuildFailed, Malformed, Unsound) as problem:
         print(f"planted faults: {problem}", file=sys.stderr)

@@ -17,7 +17,8 @@ from runner import Outcome, each, recorded, tried
 
 
 class Session:
-    def __init__(self, root, work, jobs):
+    def __init__(self, root, work, jobs, wanted=""):
+        """`wanted`: an expression for the names of the tests; empty: all."""
         self.root = root
         self.work = work
         self.jobs = jobs
@@ -31,7 +32,7 @@ class Session:
         self.plan = Plan(root, os.path.join(work, "overlay"), jobs)
         self.say(f"{len(self.plan.faults)} faults")
         self._build()
-        self._record()
+        self._record(wanted)
         self.results = {}
 
     def _build(self):
@@ -40,18 +41,18 @@ class Session:
         self.build.make()
         self.say("built")
 
-    def _record(self):
+    def _record(self, wanted):
         faults = self.plan.faults
         last = max(fault.number for fault in faults)
         # What the same program was found to do stays true.
         with open(self.build.program, "rb") as stream:
-            name = hashlib.sha256(stream.read()).hexdigest()[:24] + ".tests"
+            name = hashlib.sha256(stream.read() + wanted.encode()).hexdigest()[:24] + ".tests"
         kept = os.path.join(self.work, name)
         if os.path.exists(kept):
             with open(kept, "rb") as stream:
                 self.tests = pickle.load(stream)
         else:
-            self.tests = recorded(self.build.program, self.scratch, self.jobs, last)
+            self.tests = recorded(self.build.program, self.scratch, self.jobs, last, wanted)
             self._keep_only(kept)
         self.say(f"{len(self.tests)} tests in {sum(test.seconds for test in self.tests):.1f} s")
         self.reaching = {}
