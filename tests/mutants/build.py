@@ -68,6 +68,7 @@ class Build:
             text = self.text_of(file) if file in self.plan.files or file in self.plan.edits \
                 else self.plan.read(file)
             _write(os.path.join(self.tree, file), text)
+            shutil.copymode(os.path.join(self.plan.root, file), os.path.join(self.tree, file))
 
     # -- faults that cannot be chosen at start --------------------------------------------
 
