@@ -108,8 +108,8 @@ TEST_F(MacArea, Config_FillsEachFieldOfEachArea) {
         ASSERT_EQ(strncpy_s(entry.storage_name, 40, name, 39), 0);
         ASSERT_EQ(mac_create_entry(&entry), 0);
     };
-    add(0x4d08, "script_main", "m", 0x100);
-    add(0x4d09, "script_spare", "s", 0x200);
+    add(0x4d08, "script_main", "m", 0x10100);
+    add(0x4d09, "script_spare", "s", 0x20200);
     main_script().flag = 0x1122334455667788;
     spare_script().flag = 0x99aabbccddeeff00;
     main_script().size = 24;
@@ -121,7 +121,7 @@ TEST_F(MacArea, Config_FillsEachFieldOfEachArea) {
     EXPECT_EQ(mng->mac_type, 2u);
     for (u32 index = 0; index < 2; ++index) {
         const mac_area& area = mng->area[index];
-        const u32 base = index == 0 ? 0x100 : 0x200;
+        const u32 base = index == 0 ? 0x10100 : 0x20200;
         EXPECT_EQ(area.support, 1u);
         EXPECT_EQ(area.chip_id, base + 1);
         EXPECT_EQ(area.channel, base + 2);
@@ -135,8 +135,8 @@ TEST_F(MacArea, Config_FillsEachFieldOfEachArea) {
         EXPECT_EQ(test::hex({area.mac, area.mac + 6}), "000000000000");
         EXPECT_EQ(test::Record(area.buf, area.buf + area.len), test::Record(area.len, 0));
     }
-    EXPECT_EQ(main_script().sizes, std::vector<u32>{0x103});
-    EXPECT_EQ(spare_script().sizes, std::vector<u32>{0x203});
+    EXPECT_EQ(main_script().sizes, std::vector<u32>{0x10103});
+    EXPECT_EQ(spare_script().sizes, std::vector<u32>{0x20203});
 }
 
 TEST_F(MacArea, Config_EmptyFlagSlot_LeavesTheFlagZero) {

@@ -132,6 +132,17 @@ TEST_F(MacDataIo, Read_LogsTheRecordInLinesOfThirtyTwo) {
     }
 }
 
+TEST_F(MacDataIo, Read_LogsEveryLineOfALongRecord) {
+    constexpr u32 kLines = 0x10001;
+    main_script().size = 32 * kLines;
+    add_entry(11, 0x4d08, "script_main");
+    mac_driver_install(kInst);
+    ASSERT_EQ(mac_data_create(kInst, 11), 0);
+    take_log();
+    EXPECT_EQ(mac_data_read(kInst, 11, 0), 0u);
+    EXPECT_EQ(take_log(3).size(), kLines + 1) << "and the fields";
+}
+
 TEST_F(MacDataIo, Read_MediumFails_LogsANoticeOnly) {
     create_both(2);
     area(2, 0).mac_num = 77;
