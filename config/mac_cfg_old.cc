@@ -41,9 +41,9 @@ constexpr bool conversions_are_safe(const char* format) {
 u32 print_as_format(char (&field)[mac::kNameUsr], const char* text) {
     if (!conversions_are_safe(text)) return MAC_FORMAT_FAILED;
     constexpr u64 o = 0;
-    const int length = sprintf_s(field, sizeof(field), text,  //
-                                 o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o,
-                                 o, o, o, o, o, o);
+    const int length =
+        sprintf_s(field, sizeof(field), text,  //
+                  o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o, o);
     return length < 0 ? MAC_FORMAT_FAILED : MAC_OK;
 }
 #pragma GCC diagnostic pop

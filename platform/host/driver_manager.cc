@@ -76,7 +76,9 @@ MacDriverOps* module_driver_func_find_by_name(const char* name) {
 }
 
 // All drivers are in this program.
-int platform_driver_hold(const MacDriverOps* /*ops*/) {
+int platform_driver_hold(const MacDriverOps* ops) {
+    if (ops == nullptr)
+        host::violation("platform_driver_hold: a driver that was not found is held");
     u32 code = 0;
     return host::faults().hit(host::Call::kDriverHold, &code) ? static_cast<int>(code) : 0;
 }

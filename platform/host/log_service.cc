@@ -108,7 +108,8 @@ u32 drv_log_register(u32 module, const char* name, u32 bytes) {
     return 0;
 }
 
-void drv_log_record(u32 module, u32 level, u32 /*reserved*/, const char* format, ...) {
+void drv_log_record(u32 module, u32 level, u32 reserved, const char* format, ...) {
+    if (reserved != 0) host::violation("drv_log_record: the reserved argument is %u", reserved);
     if (level > log().level) return;
     va_list arguments;
     va_start(arguments, format);

@@ -11,7 +11,6 @@ ROOMS = {
     "storage/": "storage",
     "service/": "service",
     "control/": "control",
-    "platform/common/": "services",
 }
 
 

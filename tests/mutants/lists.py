@@ -15,6 +15,11 @@ class Malformed(Exception):
     pass
 
 
+def _plain(part):
+    """Blanks in a row count as one, and none at the ends."""
+    return re.sub(r"\s+", " ", part).strip()
+
+
 class Equal:
     """Faults that nothing can observe, each with its reason.
 
@@ -51,13 +56,13 @@ class Equal:
         if missing:
             raise Malformed(f"{EQUAL}: an entry lacks {', '.join(missing)}:\n{paragraph}")
         for change in fields["change"]:
-            key = (*(fields[name][0] for name in self._FIELDS[:4]), change)
+            key = tuple(map(_plain, (*(fields[name][0] for name in self._FIELDS[:4]), change)))
             if key in self.reasons:
                 raise Malformed(f"{EQUAL}: twice: {' | '.join(key)}")
             self.reasons[key] = fields["reason"][0]
 
     def has(self, fault):
-        key = tuple(re.sub(r"\s+", " ", part) for part in fault.key)
+        key = tuple(map(_plain, fault.key))
         if key not in self.reasons:
             return False
         self.used.add(key)

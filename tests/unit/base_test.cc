@@ -65,6 +65,21 @@ TEST_F(ListTest, CorruptNeighbours_AreRefused) {
     EXPECT_FALSE(list.push_back(&nodes[2])) << "it is the tail already";
 }
 
+// A null or a poisoned link is not followed, nor one neighbour believed alone.
+TEST_F(ListTest, Removal_LooksAtBothLinks) {
+    mac_link node{};
+    mac_link before{&node, nullptr};
+    mac_link after{nullptr, &node};
+    node = {&after, &before};
+    EXPECT_TRUE(mac::list_del_valid(&node));
+    after.prev = &before;
+    EXPECT_FALSE(mac::list_del_valid(&node)) << "the next one does not agree";
+    node = {nullptr, &before};
+    EXPECT_FALSE(mac::list_del_valid(&node));
+    node = {platform_list_poison().next, &before};
+    EXPECT_FALSE(mac::list_del_valid(&node));
+}
+
 TEST_F(ListTest, Insertion_WhenHeadAndTailDisagree_IsRefused) {
     list.push_back(&nodes[0]);
     nodes[0].list.next = &nodes[1].list;
@@ -142,6 +157,28 @@ TEST(LookupTable, FindsTheFirstOfAKey_AmongManyOfOneHash) {
     EXPECT_EQ(find(6), &records[38]);
 }
 
+TEST(LookupTable, Insertion_ForgetsAnEarlierChain) {
+    mac::LookupTable<Keyed, 2> table{};
+    Keyed other{7, 1, nullptr};
+    Keyed record{5, 0, &other};
+    table.insert(5, &record);
+    EXPECT_EQ(record.same_hash, nullptr);
+}
+
+TEST(Text, Length_OfALongText) {
+    EXPECT_EQ(mac::text_length(std::string(70000, 'a').c_str()), 70000u);
+}
+
+TEST(Text, Digits_AreThoseOfBaseSixteen) {
+    const std::string digits = "0123456789abcdefABCDEF";
+    for (int code = -128; code < 128; ++code) {
+        const char character = static_cast<char>(code);
+        const size_t at = digits.find(character);
+        const size_t expected = at == std::string::npos ? 16 : at < 16 ? at : at - 6;
+        EXPECT_EQ(mac::digit_value(character), expected) << code;
+    }
+}
+
 TEST(Text, EqualityCoversTheTerminator) {
     EXPECT_TRUE(mac::text_equal("abc", "abc"));
     EXPECT_FALSE(mac::text_equal("abc", "abcd"));
@@ -155,6 +192,7 @@ TEST(Text, Numbers_AreCLiterals) {
     EXPECT_EQ(mac::text_to_number("0x1F"), 0x1fu);
     EXPECT_EQ(mac::text_to_number("0Xag"), 0xau);
     EXPECT_EQ(mac::text_to_number("0x"), 0u);
+    EXPECT_EQ(mac::text_to_number("0x123456789abcdef0"), 0x123456789abcdef0u);
     EXPECT_EQ(mac::text_to_number("017"), 15u);
     EXPECT_EQ(mac::text_to_number("08"), 0u);
     EXPECT_EQ(mac::text_to_number(""), 0u);

@@ -220,6 +220,20 @@ TEST_F(CfgKey, MapReader_FirstRequiredKeyMissing_LeavesTheRowsBehind) {
     EXPECT_STREQ(texts[2], "r");
 }
 
+TEST_F(CfgKey, MapReader_DefaultText_IsNoFormat) {
+    load(element("mac", element("entry0", "")));
+    char text[8] = "p";
+    const mac_str_map rows[] = {{false, "x", text, sizeof(text), "5%%d"}};
+    EXPECT_EQ(drv_mac_get_str_cfg_by_map(kDefault, {"mac_mng", "mac", "entry0"}, 1, rows), 0u);
+    EXPECT_STREQ(text, "5%%d");
+}
+
+TEST_F(CfgKey, EntryName_IsTheUnsignedNumber) {
+    char name[mac::kNameUsr];
+    EXPECT_EQ(mac_cfg_entry_name(0x80000000, name), 0u);
+    EXPECT_STREQ(name, "entry2147483648");
+}
+
 TEST_F(CfgKey, MapReader_ServiceFails_IsItsCode) {
     load(new_node({new_entry()}));
     mac_cfg_entry record{};

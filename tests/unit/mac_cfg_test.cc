@@ -244,6 +244,8 @@ TEST_F(MacCfg, OldToNew_TextsAreFormats_ThatReadNoForeignArgument) {
         {"%5u|", "    0|"},
         {"%lx%hhX%zu", "000"},
         {"%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d", "0000000000000"},
+        {"%d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d%*d", "0000000000000"},
+        {"%1d%9i", "0        0"},
         {"eth%s0", "eth(null)0"},
         {"eth%c0", "eth"},
         {"%", nullptr},
@@ -252,6 +254,7 @@ TEST_F(MacCfg, OldToNew_TextsAreFormats_ThatReadNoForeignArgument) {
         {"%p", nullptr},
         {"%Lf", nullptr},
         {"%k", nullptr},
+        {"%:d", nullptr},
         {"%40d", nullptr},
     };
     for (const auto& c : cases) {

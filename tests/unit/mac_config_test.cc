@@ -218,6 +218,34 @@ TEST_F(MacConfig, CreateEntry_NameCopyRefused_FreesTheEntry) {
     EXPECT_EQ(mac_entery_find_by_device(3, 2, 0x4d08), nullptr);
 }
 
+TEST_F(MacConfig, ErrorsOfRoutines_ReadSigned) {
+    const auto refuse = [](Call call, unsigned nth, int code) {
+        host::faults().fail(call, nth, static_cast<u32>(code));
+    };
+    const auto told = [this] {
+        const Log lines = take_log(1);
+        return lines.size() == 1 ? lines[0].text : test::text("%zu lines", lines.size());
+    };
+    refuse(Call::kMemset, 1, -11);
+    EXPECT_EQ(mac_config_init(22, "mac_mng"), -14);
+    EXPECT_EQ(told(), "mac config init memory set fail err_no = -11");
+    refuse(Call::kStrncpy, 1, -12);
+    EXPECT_EQ(mac_config_init(22, "mac_mng"), -14);
+    EXPECT_EQ(told(), "mac config init memory copy fail err_no = -12");
+    ASSERT_EQ(mac_config_init(22, "mac_mng"), 0);
+    refuse(Call::kStrncpy, 1, -13);
+    EXPECT_EQ(mac_create_config(3, "n"), -1);
+    EXPECT_EQ(told(), "mac create config string copy fail err_no = -13");
+    ASSERT_EQ(mac_create_config(3, "n"), 0);
+    const mac_entry entry = make_template(3, 2, 0x4d08);
+    refuse(Call::kStrncpy, 1, -14);
+    EXPECT_EQ(mac_create_entry(&entry), -1);
+    EXPECT_EQ(told(), "mac create entry string set fail err_no = -14");
+    refuse(Call::kStrncpy, 2, -15);
+    EXPECT_EQ(mac_create_entry(&entry), -1);
+    EXPECT_EQ(told(), "mac create entry string copy fail err_no = -15");
+}
+
 TEST_F(MacConfig, CreateEntry_WithoutInstance_SucceedsUnreachable) {
     const mac_entry entry = make_template(9, 2, 0x4d08);
     const auto before = host::heap_use().blocks;

@@ -4,6 +4,7 @@
 #include "core/mac_data_io.h"
 #include "core/mac_data_sync.h"
 #include "tests/support/data_fixture.h"
+#include "tests/support/journal.h"
 
 namespace {
 
@@ -278,7 +279,9 @@ TEST_F(MacDataState, Reset_WithoutSpare_FillFails_TheCountIsSet) {
     EXPECT_EQ(area(kType, 0).mac_num, 0xffffu);
     EXPECT_EQ(take_log(), (Log{{1, "set mac addr copy fail err_no = 22"},
                                {1, "mac data init state fail ret = 4294967295"}}));
+    test::Journal journal({"memset_s"});
     EXPECT_EQ(mac_data_init_error(kInst, kType, 0), 0u);
+    EXPECT_EQ(journal.take(), test::Journal::Calls{"memset_s 6 6"});
     EXPECT_EQ(mac_of(kType, 0), kZero);
 }
 

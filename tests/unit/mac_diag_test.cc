@@ -215,6 +215,25 @@ TEST_F(MacDiag, AddAttr_ThatIsSkipped_LeavesItsSlotToTheNext) {
     EXPECT_STREQ(g_mac_diag.attr_list[2]->name, "third");
 }
 
+TEST_F(MacDiag, ErrorsOfRoutines_ReadSigned) {
+    const auto refuse = [](Call call, int code) {
+        host::faults().fail(call, 1, static_cast<u32>(code));
+    };
+    refuse(Call::kMemset, -11);
+    EXPECT_EQ(mac_diag_init(22, "mac_mng"), 0xfffffff2u);
+    EXPECT_EQ(take_log(1), (Log{{1, "mac diag init memory set fail err_no = -11"}}));
+    refuse(Call::kStrncpy, -12);
+    EXPECT_EQ(mac_diag_init(22, "mac_mng"), 0xfffffff2u);
+    EXPECT_EQ(take_log(1), (Log{{1, "mac diag init string copy fail err_no = -12"}}));
+    ASSERT_EQ(mac_diag_init(22, "mac_mng"), 0u);
+    refuse(Call::kMemset, -13);
+    mac_diag_add_attr("lost", 1, mac_diag_show, mac_diag_store);
+    refuse(Call::kStrncpy, -14);
+    mac_diag_add_attr("lost", 1, mac_diag_show, mac_diag_store);
+    EXPECT_EQ(take_log(1), (Log{{1, "mac diag add attr memory set fail err_no = -13"},
+                                {1, "mac diag add attr string copy fail err_no = -14"}}));
+}
+
 TEST_F(MacDiag, AddAttr_NameTooLong_IsSkipped) {
     ASSERT_EQ(mac_diag_init(22, "mac_mng"), 0u);
     take_log();

@@ -202,6 +202,29 @@ TEST_F(MacDriverTest, Create_RegistrationFails_StillSucceeds) {
     EXPECT_EQ(host::heap_use().blocks, 2u) << "neither object nor operations are freed";
 }
 
+TEST_F(MacDriverTest, Numbers_ReadSigned) {
+    host::faults().fail(Call::kMemset, 1, static_cast<u32>(-34));
+    EXPECT_EQ(mac_drv_init(22, "mac_mng"), -14);
+    EXPECT_EQ(take_log(1), (Log{{1, "mac drv init memory set fail err_no = -34"}}));
+    host::faults().fail(Call::kStrncpy, 1, static_cast<u32>(-35));
+    EXPECT_EQ(mac_drv_init(22, "mac_mng"), -14);
+    EXPECT_EQ(take_log(1), (Log{{1, "mac drv init string copy fail err_no = -35"}}));
+    host::faults().fail(Call::kZalloc);
+    EXPECT_EQ(mac_driver_create(0x80000000), -1);
+    EXPECT_EQ(take_log(), (Log{{1, "mac inst malloc medium -2147483648 driver fail."}}));
+    host::faults().fail(Call::kZalloc, 2);
+    host::faults().fail(Call::kDriverRegister, 1, static_cast<u32>(-5));
+    EXPECT_EQ(mac_driver_create(0x80000000), 0);
+    EXPECT_EQ(take_log(), (Log{{1, "mac malloc medium -2147483648 func fail."},
+                               {1, "mac bind medium -2147483648 driver ret -1"},
+                               {2, "mac create medium[-2147483648-(null)] driver ret -5"}}));
+}
+
+TEST_F(MacDriverTest, Media_AreComparedInFull) {
+    ASSERT_EQ(mac_driver_create(0), 0);
+    EXPECT_EQ(mac_driver_find_by_medium(0x10000), nullptr);
+}
+
 TEST_F(MacDriverTest, MediumTwo_IsUnknown) {
     host::faults().clear();
     for (const int medium : {2, 8, -1}) EXPECT_EQ(mac_driver_find_by_medium(medium), nullptr);

@@ -218,6 +218,15 @@ TEST_F(MacEnteryXml, NodesMissing_GiveNoEntriesInSilence) {
     EXPECT_EQ(take_log(), Log{});
 }
 
+TEST_F(MacEnteryXml, Template_IsClearedInFull) {
+    use_board(test::board_with(test::tree_xml(test::entry_xml(0, 0, "d", 1, 1, 1), "")));
+    ASSERT_EQ(mac_config_init(22, "mac_mng"), 0);
+    test::Journal journal({"memset_s"});
+    EXPECT_EQ(mac_config_xml_init(kDefault, "n"), 0);
+    const size_t bytes = sizeof(mac_entry);
+    EXPECT_EQ(journal.take(), (test::Journal::Calls{test::text("memset_s %zu %zu", bytes, bytes)}));
+}
+
 TEST_F(MacEnteryXml, TemplateClearRefused_EndsTheNode) {
     use_board(test::board_with(test::tree_xml(
         test::entry_xml(0, 0, "d", 1, 1, 1) + test::entry_xml(1, 1, "d", 1, 1, 1), "")));
@@ -228,6 +237,15 @@ TEST_F(MacEnteryXml, TemplateClearRefused_EndsTheNode) {
     EXPECT_EQ(take_log(), (Log{{1, "mac entery xml init memory set fail err_no = 22"}}));
     EXPECT_NE(find(0, 0x4d08), nullptr);
     EXPECT_EQ(find(1, 0x4d08), nullptr);
+}
+
+TEST_F(MacEnteryXml, TemplateClearRefused_TheErrorReadsSigned) {
+    use_board(test::board_with(test::tree_xml(test::entry_xml(0, 0, "d", 1, 1, 1), "")));
+    ASSERT_EQ(mac_config_init(22, "mac_mng"), 0);
+    take_log();
+    host::faults().fail(Call::kMemset, 1, static_cast<u32>(-22));
+    EXPECT_EQ(mac_config_xml_init(kDefault, "n"), 0);
+    EXPECT_EQ(take_log(), (Log{{1, "mac entery xml init memory set fail err_no = -22"}}));
 }
 
 TEST_F(MacEnteryXml, EntryCannotBeCreated_NextOneIs) {
@@ -284,6 +302,7 @@ TEST_F(MacEnteryXml, Read_UnknownNode_Fails) {
 TEST_F(MacEnteryXml, Status_NullPointers_Fail) {
     mac_entry entry{};
     EXPECT_EQ(mac_entery_xml_status(1, "mac_storage_main", nullptr, &entry), -1);
+    EXPECT_EQ(entry.inst_id, 0u) << "nothing is set";
     EXPECT_EQ(mac_entery_xml_status(1, "mac_storage_main", &entry, nullptr), -1);
     EXPECT_EQ(take_log(), Log{});
 }

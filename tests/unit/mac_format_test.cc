@@ -116,6 +116,9 @@ TEST_F(Formats, Sizes_AreTheLowThirtyTwoBits) {
     EXPECT_EQ(mac_kolbe_incrc_get_size(0), 48u);
     EXPECT_EQ(mac_kolbe_nocrc_get_size(2), 60u);
     EXPECT_EQ(mac_kolbe_incrc_get_size(0x2aaaaaab), 50u);
+    EXPECT_EQ(mac_router_nocrc_get_size(65534), 393220u);
+    EXPECT_EQ(mac_kolbe_incrc_get_size(65534), 393252u);
+    EXPECT_EQ(mac_kolbe_nocrc_get_size(65534), 393252u);
 }
 
 TEST_F(Formats, QoltSet_BuildsTheRecord_AndLeavesWhatIsBehindIt) {
@@ -185,7 +188,7 @@ u32 trailer_of(const Record& record) {
 
 TEST_F(Formats, RouterSet_BuildsTheRecord) {
     for (const RouterCase& router : kRouters) {
-        for (const u32 num : {0u, 1u, 3u, 300u}) {
+        for (const u32 num : {0u, 1u, 3u, 300u, 20000u}) {
             const Record expected = test::router(kBase, num, router.crc);
             const Built built = build(router.set, kBase, num, expected.size());
             EXPECT_EQ(built.result, kOk);
@@ -209,7 +212,7 @@ TEST_F(Formats, RouterSet_EmptyList_IsLengthTagAndTrailer) {
 
 TEST_F(Formats, RouterGet_Decodes) {
     for (const RouterCase& router : kRouters) {
-        for (const u32 num : {1u, 3u, 65534u}) {
+        for (const u32 num : {1u, 3u, 65534u, 70000u}) {
             const Record record = test::router(kBase, num, router.crc);
             Decoded d;
             EXPECT_EQ(decode(router.get, record, &d), kOk);
@@ -220,18 +223,20 @@ TEST_F(Formats, RouterGet_Decodes) {
 
 TEST_F(Formats, RouterGet_LengthWithRemainder_DropsIt) {
     for (const RouterCase& router : kRouters) {
-        Record record = test::router(kBase, 3, false);
-        record[3] = 27;
-        const u16 crc = test::crc16(Record(record.begin(), record.begin() + 30));
-        if (router.crc) {
-            record[30] = record[31] = 0;
-            record[32] = static_cast<u8>(crc >> 8);
-            record[33] = static_cast<u8>(crc & 0xff);
+        for (const u8 length : {u8{27}, u8{31}}) {
+            Record record = test::router(kBase, 3, false);
+            record[3] = length;
+            const u16 crc = test::crc16(Record(record.begin(), record.begin() + 30));
+            if (router.crc) {
+                record[30] = record[31] = 0;
+                record[32] = static_cast<u8>(crc >> 8);
+                record[33] = static_cast<u8>(crc & 0xff);
+            }
+            Decoded d;
+            EXPECT_EQ(decode(router.get, record, &d), kOk) << int{length};
+            EXPECT_EQ(d.num, 3u);
+            EXPECT_EQ(d.crc, router.crc ? crc : 0xA5A5E7E7u);
         }
-        Decoded d;
-        EXPECT_EQ(decode(router.get, record, &d), kOk);
-        EXPECT_EQ(d.num, 3u);
-        EXPECT_EQ(d.crc, router.crc ? crc : 0xA5A5E7E7u);
     }
 }
 

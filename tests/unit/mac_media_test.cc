@@ -221,6 +221,18 @@ TEST_F(MacEnv, Write_CountFails_LeavesTheAddress) {
     EXPECT_EQ(variable("m0"), "old");
 }
 
+TEST_F(MacEnv, Write_HighBitsOfAFailure_Stay) {
+    set("m0", "old");
+    Record record = test::qolt(kBase, 16);
+    host::faults().fail(Call::kEnvSet, 1, 0x10000);
+    EXPECT_EQ(mac_env_write(0x1c, "m0", 0, 0, record.data(), 16), 0x10000u);
+    EXPECT_EQ(variable("m0"), "old") << "nothing is stored behind it";
+    host::faults().fail(Call::kEnvSave, 1, 0x20000);
+    EXPECT_EQ(mac_env_write(0x1c, "m0", 0, 0, record.data(), 16), 0x20000u);
+    host::faults().fail(Call::kEnvSet, 2, 0x40000);
+    EXPECT_EQ(mac_env_write(0x1c, "m0", 0, 0, record.data(), 16), 0x40000u);
+}
+
 TEST_F(MacEnv, Write_AddressFails_IsReportedByItsName) {
     Record record = test::qolt(kBase, 16);
     host::faults().fail(Call::kEnvSet, 2, 0x44);
@@ -265,6 +277,14 @@ TEST_F(MacEnv, Read_CharactersThatAreNoDigits_RepeatTheLastDigit) {
     // High holder: 0 0 0 2, z keeps 2's predecessor in the low holder (0).
     EXPECT_EQ(test::hex(record, 4, 4), "00000020");
     EXPECT_EQ(test::hex(record, 8, 6), "2ababa00000f");
+}
+
+TEST_F(MacEnv, Read_DigitsBehindTheCount_AreNotLookedAt) {
+    set("m0_num", "00000004ab");
+    set("m0", "zz:11:22:33:44:55");
+    Record record(16);
+    EXPECT_EQ(mac_env_read(7, "m0", 0, 0, record.data(), 16), 0u);
+    EXPECT_EQ(test::hex(record, 4, 10), "00000004041122334455") << "the count's last digits";
 }
 
 TEST_F(MacEnv, Read_CountMissing_LeavesTheDigitsAtZero) {

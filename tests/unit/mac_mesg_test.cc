@@ -234,6 +234,22 @@ TEST_F(MacMesg, Dump_NoByte_LogsAnEmptyText) {
     EXPECT_EQ(take_log(), (Log{{2, "mac inst 0xa name n rw 0 data[0]:."}}));
 }
 
+TEST_F(MacMesg, Dump_NumbersReadSigned) {
+    const Record buf(32, 0x5a);
+    mac_mesg_dump(1, "n", 0xffffffff, buf.data(), 0x80000000);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x1 name n rw -1 data[-2147483648]:" +
+                                       test::hex(buf).substr(0, 63) + "."}}));
+}
+
+// Whatever an earlier call left on the stack.
+TEST_F(MacMesg, Dump_AfterLongerOnes_EndsWithItsOwnDigits) {
+    const Record buf(40, 0x5a);
+    for (int i = 0; i < 5000; ++i) mac_mesg_dump(1, "n", 0, buf.data(), 40);
+    take_log();
+    mac_mesg_dump(1, "n", 0, buf.data(), 2);
+    EXPECT_EQ(take_log(), (Log{{2, "mac inst 0x1 name n rw 0 data[2]:5a5a."}}));
+}
+
 TEST_F(MacMesg, Dump_NullBuffer_LogsNothing) {
     mac_mesg_dump(0, "m0", 1, nullptr, 3);
     EXPECT_EQ(take_log(), Log{});

@@ -43,6 +43,7 @@ TEST_F(MacModule, Start_WithoutATree_Succeeds) {
     load(test::board_with(""));
     mac_ioctl_address record = address_record(0, 0, {});
     EXPECT_EQ(ioctl(MAC_IOCTL_GET_ADDR, &record), 0x811601a4u);
+    EXPECT_EQ(module_->listing_status(), 0u) << "there is nothing to list";
 }
 
 TEST_F(MacModule, FailingSteps_EndStartUp_AndUndoNothing) {

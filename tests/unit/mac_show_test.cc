@@ -78,6 +78,27 @@ TEST_F(MacShow, Cfg_ShowsEveryLine) {
     }
 }
 
+TEST_F(MacShow, Cfg_OfManyEntries_IsShownWhole) {
+    std::string entries;
+    for (int i = 0; i < 400; ++i) {
+        const std::string name = "entry" + std::to_string(i);
+        entries +=
+            "<" + name + "><mac_type>0</mac_type><drv_name>drv_mac_env</drv_name></" + name + ">";
+    }
+    load(test::board_with("<mac_mng><mac>" + entries + "</mac></mac_mng>"));
+    std::vector<char> text(100000);
+    mac_ioctl_buffer request{pointer(text.data()), 100000};
+    ASSERT_EQ(ioctl(MAC_IOCTL_SHOW_CFG, &request), 0u);
+    const std::string shown = text.data();
+    EXPECT_GT(shown.size(), 0x10000u);
+    size_t records = 0;
+    for (size_t at = shown.find("Instance ID"); at != std::string::npos;
+         at = shown.find("Instance ID", at + 1)) {
+        ++records;
+    }
+    EXPECT_EQ(records, 400u);
+}
+
 TEST_F(MacShow, Types_ShowsBothAreas) {
     load();
     mac_type_status both{{}, 3, 64, {{0, 0x11, 0x22, 0x33, 0x44, 0x55}, 16, 1}, {{}, 0, 0}};
