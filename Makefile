@@ -141,7 +141,6 @@ mutants: packages-mutants
 	@scripts/planted-faults.sh full $(if $(WRITE),--write)
 # Of the latter those in functions that changed, and as many others as MAC_SAMPLE_SECONDS allow.
 mutants-sample: packages-mutants
-	@scripts/mutants.sh
 	@scripts/planted-faults.sh prove
 	@scripts/planted-faults.sh sample
 

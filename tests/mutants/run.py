@@ -19,6 +19,7 @@ import argparse
 import os
 import random
 import sys
+import time
 
 from build import BuildFailed
 from fault import ROOMS
@@ -26,6 +27,9 @@ from lists import Base, Malformed
 import report
 from runner import Unsound
 from session import Session
+
+# A sample tries faults for at least as long.
+LEAST_SECONDS = 60
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
@@ -62,7 +66,8 @@ def full(session, options):
 
 def sample(session, options):
     faults = [fault for fault in session.plan.faults if not session.equal.has(fault)]
-    session.until = session.started + options.seconds
+    # On a slow machine building alone may take that long.
+    session.until = max(session.started + options.seconds, time.monotonic() + LEAST_SECONDS)
     changed = session.base.changed(faults)
     numbers = {fault.number for fault in changed}
     others = [fault for fault in faults if fault.number not in numbers and not fault.apart]
