@@ -4,7 +4,9 @@
 # the branches.
 set -eu
 cd "$(dirname "$0")/.."
-scripts/run-tests.sh coverage -DCMAKE_CXX_COMPILER=g++ -DCMAKE_BUILD_TYPE=Debug -DMAC_COVERAGE=ON -DMAC_UNITY=ON
+# Each source by itself, as gcov looks at them.
+scripts/run-tests.sh coverage -DCMAKE_CXX_COMPILER=g++ -DCMAKE_BUILD_TYPE=Debug -DMAC_COVERAGE=ON \
+	-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON
 mkdir -p build/coverage-report
 status=0
 gcovr --root . --object-directory build/coverage \
